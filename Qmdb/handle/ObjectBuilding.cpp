@@ -1,0 +1,175 @@
+// Qmdb methods that make objects and put them into child lists. The add and
+// insert forms check their parent (and position) before anything is made,
+// then make the object through the virtual creating method.
+#include <cstdlib>
+
+#include "Qmdb/Qmdb"
+#include "Qmdb/handle/Internal.h"
+#include "Qmdb/handle/TextConvert.h"
+#include "Qmdb/objects/ChildList.h"
+#include "Qmdb/objects/Creation.h"
+#include "Qmdb/objects/Records.h"
+#include "Qmdb/objects/StoredText.h"
+
+using qmdb::handle::Internal;
+using qmdb::handle::textIn;
+namespace objects = qmdb::objects;
+namespace object = qmdb::objects::object;
+namespace store = qmdb::store;
+
+namespace {
+
+// The child list that `parent` offers when it is a node or the database root; 0 otherwise.
+long listOf(Qmdb& db, store::Store& s, long parent) {
+  long p = labs(parent);
+  if (db.objectType(p) != QmdbNode) return 0;
+  return objects::childList(s, p);
+}
+
+// The member of `list` after which to insert: `after` itself, 0 for the front, or
+// -1 when `after` is not a member of the list.
+long positionIn(store::Store& s, long list, long after) {
+  long a = labs(after);
+  if (a == 0) return 0;
+  if (a == objects::kRoot || object::parent(s, a) != list) return -1;
+  return a;
+}
+
+long appendTo(store::Store& s, long list, long o) {
+  if (o == 0) return 0;
+  return objects::attach(s, o, list, objects::nodeRecord::lastChild(s, list));
+}
+
+}  // namespace
+
+long Qmdb::node(const char* gid) {
+  store::Store* s = Internal::writable(*this);
+  if (s == nullptr) return 0;
+  static thread_local QmCString held;
+  const char* g = textIn(mp_Encoding, gid, held);
+  long result = 0;
+  long o = objects::createObjectRecord(*s);
+  if (o != 0) {
+    long r = objects::makeNodeRecord(*s, o);
+    if (r != 0) result = g != nullptr ? objects::storeName(*s, r + objects::nodeRecord::kGid, g) : r;
+  }
+  s->changed = true;
+  return result > 0 ? o : 0;
+}
+
+long Qmdb::string(const char* text) {
+  store::Store* s = Internal::writable(*this);
+  if (s == nullptr || text == nullptr) return 0;
+  static thread_local QmCString held;
+  const char* t = textIn(mp_Encoding, text, held);
+  long o = objects::createObjectRecord(*s);
+  long result = o != 0 ? objects::setStringText(*s, o, t) : 0;
+  s->changed = true;
+  return result != 0 ? o : 0;
+}
+
+long Qmdb::entity(const char* name, const char* value, QmdbEntityType type) {
+  store::Store* s = Internal::writable(*this);
+  if (s == nullptr || type == QmdbNoEntityType) return 0;
+  static thread_local QmCString heldName;
+  static thread_local QmCString heldValue;
+  const char* n = textIn(mp_Encoding, name, heldName);
+  const char* v = textIn(mp_Encoding, value, heldValue);
+  long result = 0;
+  long o = objects::createObjectRecord(*s);
+  long r = o != 0 ? objects::makeEntityRecord(*s, o) : 0;
+  if (r != 0) {
+    long named = n != nullptr ? objects::storeName(*s, r + objects::entityRecord::kName, n) : r;
+    if (named != 0) {
+      if (v != nullptr) {
+        result = objects::setEntityValue(*s, r, type, v);
+      } else {
+        objects::setEntityValue(*s, r, type, nullptr);
+        result = r;
+      }
+    }
+  }
+  s->changed = true;
+  return result > 0 ? o : 0;
+}
+
+long Qmdb::pi(const char* target, const char* data) {
+  store::Store* s = Internal::writable(*this);
+  if (s == nullptr) return 0;
+  static thread_local QmCString heldTarget;
+  static thread_local QmCString heldData;
+  const char* t = textIn(mp_Encoding, target, heldTarget);
+  const char* d = textIn(mp_Encoding, data, heldData);
+  long result = 0;
+  long o = objects::createObjectRecord(*s);
+  long r = o != 0 ? objects::makePiRecord(*s, o) : 0;
+  if (r != 0) {
+    long named = t != nullptr ? objects::storeName(*s, r + objects::piRecord::kTarget, t) : r;
+    if (named != 0) {
+      result = d != nullptr ? objects::storeCopy(*s, r + objects::piRecord::kData, d) : r;
+    }
+  }
+  s->changed = true;
+  return result != 0 ? o : 0;
+}
+
+long Qmdb::addNode(long parent, const char* gid) {
+  store::Store* s = Internal::writable(*this);
+  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
+  return list != 0 ? appendTo(*s, list, node(gid)) : 0;
+}
+
+long Qmdb::addString(long parent, const char* text) {
+  store::Store* s = Internal::writable(*this);
+  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
+  return list != 0 ? appendTo(*s, list, string(text)) : 0;
+}
+
+long Qmdb::addEntity(long parent, const char* name, const char* value, QmdbEntityType type) {
+  store::Store* s = Internal::writable(*this);
+  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
+  return list != 0 ? appendTo(*s, list, entity(name, value, type)) : 0;
+}
+
+long Qmdb::addPi(long parent, const char* target, const char* data) {
+  store::Store* s = Internal::writable(*this);
+  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
+  return list != 0 ? appendTo(*s, list, pi(target, data)) : 0;
+}
+
+long Qmdb::insertNode(long parent, long after, const char* gid) {
+  store::Store* s = Internal::writable(*this);
+  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
+  long a = list != 0 ? positionIn(*s, list, after) : -1;
+  if (a < 0) return 0;
+  long o = node(gid);
+  return o != 0 ? objects::attach(*s, o, list, a) : 0;
+}
+
+long Qmdb::insertString(long parent, long after, const char* text) {
+  store::Store* s = Internal::writable(*this);
+  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
+  long a = list != 0 ? positionIn(*s, list, after) : -1;
+  if (a < 0) return 0;
+  long o = string(text);
+  return o != 0 ? objects::attach(*s, o, list, a) : 0;
+}
+
+long Qmdb::insertEntity(long parent, long after, const char* name, const char* value,
+                        QmdbEntityType type) {
+  store::Store* s = Internal::writable(*this);
+  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
+  long a = list != 0 ? positionIn(*s, list, after) : -1;
+  if (a < 0) return 0;
+  long o = entity(name, value, type);
+  return o != 0 ? objects::attach(*s, o, list, a) : 0;
+}
+
+long Qmdb::insertPi(long parent, long after, const char* target, const char* data) {
+  store::Store* s = Internal::writable(*this);
+  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
+  long a = list != 0 ? positionIn(*s, list, after) : -1;
+  if (a < 0) return 0;
+  long o = pi(target, data);
+  return o != 0 ? objects::attach(*s, o, list, a) : 0;
+}

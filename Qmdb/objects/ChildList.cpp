@@ -1,0 +1,69 @@
+#include "Qmdb/objects/ChildList.h"
+
+#include "Qmdb/objects/Navigation.h"
+#include "Qmdb/objects/Records.h"
+#include "Qmdb/qmdb.h"
+
+namespace qmdb::objects {
+
+long attach(store::Store& s, long o, long list, long after) {
+  if (object::parent(s, o) != 0) detach(s, o, true);
+  long next = after != 0 ? object::next(s, after) : nodeRecord::firstChild(s, list);
+  object::setPrevious(s, o, after);
+  object::setNext(s, o, next);
+  object::setParent(s, o, list);
+  if (after != 0) {
+    object::setNext(s, after, o);
+  } else {
+    nodeRecord::setFirstChild(s, list, o);
+  }
+  if (next != 0) {
+    object::setPrevious(s, next, o);
+  } else {
+    nodeRecord::setLastChild(s, list, o);
+  }
+  return o;
+}
+
+long detach(store::Store& s, long o, bool wholeTree) {
+  long list = object::parent(s, o);
+  if (list == 0) return o;
+  if (object::kind(s, o) != QmdbNode) wholeTree = true;
+  long before = object::previous(s, o);
+  long after = object::next(s, o);
+  long own = 0;
+  long first = 0;
+  long last = 0;
+  if (!wholeTree) {
+    own = object::body(s, o);
+    first = nodeRecord::firstChild(s, own);
+    last = nodeRecord::lastChild(s, own);
+  }
+  if (before != 0) {
+    object::setNext(s, before, first != 0 ? first : after);
+    if (first != 0) object::setPrevious(s, first, before);
+  } else {
+    nodeRecord::setFirstChild(s, list, first != 0 ? first : after);
+  }
+  if (after != 0) {
+    object::setPrevious(s, after, last != 0 ? last : before);
+    if (last != 0) object::setNext(s, last, after);
+  } else {
+    nodeRecord::setLastChild(s, list, last != 0 ? last : before);
+  }
+  object::setPrevious(s, o, 0);
+  object::setNext(s, o, 0);
+  object::setParent(s, o, 0);
+  if (wholeTree) return o;
+  nodeRecord::setFirstChild(s, own, 0);
+  nodeRecord::setLastChild(s, own, 0);
+  // The children now belong to the former parent's list.
+  long steps = walkLimit(s);
+  for (long c = first; c != 0 && steps-- > 0; c = object::next(s, c)) {
+    object::setParent(s, c, list);
+    if (c == last) break;
+  }
+  return o;
+}
+
+}  // namespace qmdb::objects

@@ -1,0 +1,30 @@
+// Walking the document tree: the parent of an object and the tree step.
+//
+// A forward walk meets every object once with its positive handle and every
+// node a second time, after its descendants, with its negative handle (its
+// end position). A backward walk mirrors it. Positions are trusted; every
+// walk over a heap is bounded by walkLimit(), which no sound heap of that
+// size can reach, so that a damaged file cannot make a walk loop forever.
+#ifndef QMDB_OBJECTS_NAVIGATION_H
+#define QMDB_OBJECTS_NAVIGATION_H
+
+#include "Qmdb/store/Store.h"
+
+namespace qmdb::objects {
+
+/// More steps than any walk over a sound heap of this size can take: every
+/// object takes at least 28 bytes and is met at most twice.
+inline long walkLimit(const store::Store& s) { return 2 * (s.heapTop / 28) + 16; }
+
+/// The owner of the node record whose child list holds `object` (0 for a
+/// top-level or detached object).
+long parentOf(store::Store& s, long object);
+
+/// One step of a walk in document order (`forward`) or backward from
+/// `position`, confined to the child list of node record `limit` (0: the
+/// whole tree). Position 0 starts the walk at the first (last) child of limit.
+long treeStep(store::Store& s, long limit, long position, bool forward);
+
+}  // namespace qmdb::objects
+
+#endif

@@ -1,0 +1,303 @@
+// The page cache's misses, write-back and read-in, and the swap file.
+#include "Qmdb/store/PageCache.h"
+
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+
+#include "Qmdb/store/Messages.h"
+#include "Qmencoding/QmCFile.h"
+
+namespace qmdb::store {
+
+namespace {
+
+// --- the page table: page number -> frame, for hits that miss the head ---
+
+size_t bucketOf(const Store& store, int32_t page) {
+  return static_cast<uint32_t>(page) & (store.pageTable.size() - 1);
+}
+
+Frame* tableFind(const Store& store, int32_t page) {
+  if (store.pageTable.empty()) return nullptr;
+  for (Frame* f = store.pageTable[bucketOf(store, page)]; f != nullptr; f = f->hashNext) {
+    if (f->page == page) return f;
+  }
+  return nullptr;
+}
+
+void tableRemove(Store& store, Frame* frame) {
+  if (frame->page < 0 || store.pageTable.empty()) return;
+  Frame** link = &store.pageTable[bucketOf(store, frame->page)];
+  while (*link != nullptr && *link != frame) link = &(*link)->hashNext;
+  if (*link == frame) *link = frame->hashNext;
+  frame->hashNext = nullptr;
+}
+
+// Keeps the table at least as large as the number of frames, so chains stay short.
+bool tableGrow(Store& store) {
+  size_t wanted = 16;
+  while (wanted < static_cast<size_t>(store.frameCount) + 1) wanted *= 2;
+  if (wanted <= store.pageTable.size()) return true;
+  std::vector<Frame*> old;
+  old.swap(store.pageTable);
+  try {
+    store.pageTable.assign(wanted, nullptr);
+  } catch (const std::bad_alloc&) {
+    store.pageTable.swap(old);
+    return false;
+  }
+  for (Frame* bucket : old) {
+    for (Frame* f = bucket; f != nullptr;) {
+      Frame* next = f->hashNext;
+      f->hashNext = store.pageTable[bucketOf(store, f->page)];
+      store.pageTable[bucketOf(store, f->page)] = f;
+      f = next;
+    }
+  }
+  return true;
+}
+
+void tableInsert(Store& store, Frame* frame) {
+  size_t bucket = bucketOf(store, frame->page);
+  frame->hashNext = store.pageTable[bucket];
+  store.pageTable[bucket] = frame;
+}
+
+// --- the most-recently-used list ---
+
+void unlinkFrame(Store& store, Frame* frame) {
+  if (frame->previous != nullptr) {
+    frame->previous->next = frame->next;
+  } else {
+    store.head = frame->next;
+  }
+  if (frame->next != nullptr) {
+    frame->next->previous = frame->previous;
+  } else {
+    store.tail = frame->previous;
+  }
+  frame->next = frame->previous = nullptr;
+}
+
+void linkAtHead(Store& store, Frame* frame) {
+  frame->previous = nullptr;
+  frame->next = store.head;
+  if (store.head != nullptr) store.head->previous = frame;
+  store.head = frame;
+  if (store.tail == nullptr) store.tail = frame;
+}
+
+// The number of bytes of `page` that lie below the heap top.
+long pageLength(const Store& store, int32_t page) {
+  long start = static_cast<long>(page) * store.pageSize;
+  long end = start + store.pageSize;
+  return end > store.heapTop ? store.heapTop - start : store.pageSize;
+}
+
+// A new temporary file name "qmb_XXXXXX" in $TMPDIR (else /tmp); the file is made
+// empty so that the name is ours.
+std::string makeTemporaryName() {
+  const char* dir = getenv("TMPDIR");
+  std::string pattern = std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/qmb_XXXXXX";
+  std::string name = pattern;
+  int fd = mkstemp(name.data());
+  if (fd < 0) return pattern;
+  close(fd);
+  return name;
+}
+
+// Writes the frame's page below the heap top; reports and fails on any error.
+bool writePage(Store& store, Frame* frame, int openMessage) {
+  if (!ensureSwapFile(store, openMessage)) return false;
+  long position = static_cast<long>(frame->page) * store.pageSize;
+  if (QmCFileSeek(store.swapFile, position) != 0) {
+    report(store, kFatalError, "NOFILESEEK", kMsgSeekFailed, static_cast<long>(frame->page),
+           "writing");
+    return false;
+  }
+  long length = pageLength(store, frame->page);
+  if (QmCFileWrite(frame->data, static_cast<size_t>(length), store.swapFile) !=
+      static_cast<size_t>(length)) {
+    report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed, static_cast<long>(frame->page));
+    return false;
+  }
+  if (frame->page >= store.swapPages) store.swapPages = frame->page + 1;
+  return true;
+}
+
+bool readPage(Store& store, Frame* frame, int32_t page) {
+  if (!ensureSwapFile(store, kMsgCannotOpenOutput)) return false;
+  long position = static_cast<long>(page) * store.pageSize;
+  if (QmCFileSeek(store.swapFile, position) != 0) {
+    report(store, kFatalError, "NOFILESEEK", kMsgSeekFailed, static_cast<long>(page), "reading");
+    return false;
+  }
+  long length = pageLength(store, page);
+  if (length > 0 && QmCFileRead(frame->data, static_cast<size_t>(length), store.swapFile) !=
+                        static_cast<size_t>(length)) {
+    report(store, kFatalError, "NOFILEREAD", kMsgReadFailed, static_cast<long>(page));
+    return false;
+  }
+  return true;
+}
+
+Frame* newFrame(Store& store) {
+  Frame* frame = new (std::nothrow) Frame;
+  if (frame == nullptr) return nullptr;
+  frame->data = static_cast<uint8_t*>(malloc(static_cast<size_t>(store.pageSize)));
+  if (frame->data == nullptr) {
+    delete frame;
+    return nullptr;
+  }
+  return frame;
+}
+
+void deleteFrame(Frame* frame) {
+  free(frame->data);
+  delete frame;
+}
+
+}  // namespace
+
+bool ensureSwapFile(Store& store, int messageNumber) {
+  if (store.swapFile != nullptr) return true;
+  if (store.named) {
+    // A named database whose file could not be reopened: never recreate it,
+    // which would empty it.
+    report(store, kFatalError, "NOFILEOPEN", kMsgCannotOpen, store.fileName.c_str());
+    return false;
+  }
+  if (!store.hasFileName) {
+    store.fileName = makeTemporaryName();
+    store.hasFileName = true;
+  }
+  store.swapFile = QmCFileOpen(store.fileName.c_str(), "w+b");
+  if (store.swapFile != nullptr) return true;
+  if (messageNumber == kMsgCannotOpenOutput) {
+    report(store, kFatalError, "NOFILEOPEN", kMsgCannotOpenOutput, store.fileName.c_str(),
+           "writing");
+  } else {
+    report(store, kFatalError, "NOFILEOPEN", kMsgCannotOpen, store.fileName.c_str());
+  }
+  return false;
+}
+
+uint8_t* resolveMiss(Store& store, long address) {
+  if (address < 0) {
+    report(store, kFatalBug, "CANNOTHAPPEN", kMsgNegativeAddress, address);
+    return nullptr;
+  }
+  if (address > kHeapLimit) return nullptr;
+  int32_t page = static_cast<int32_t>(address / store.pageSize);
+  long offset = address % store.pageSize;
+
+  Frame* frame = tableFind(store, page);
+  if (frame != nullptr) {
+    if (frame != store.head) {
+      unlinkFrame(store, frame);
+      linkAtHead(store, frame);
+    }
+    return frame->data + offset;
+  }
+
+  frame = nullptr;
+  if (store.frameLimit == 0 || store.frameCount < store.frameLimit) {
+    frame = newFrame(store);
+    if (frame != nullptr) {
+      ++store.frameCount;
+      if (!tableGrow(store)) {
+        --store.frameCount;
+        deleteFrame(frame);
+        frame = nullptr;
+      }
+    }
+    if (frame == nullptr) {
+      store.frameLimit = store.frameCount;  // the cache stops growing from now on
+    } else {
+      linkAtHead(store, frame);
+    }
+  }
+  if (frame == nullptr) {
+    frame = store.tail;
+    if (frame == nullptr) return nullptr;
+    unlinkFrame(store, frame);
+    linkAtHead(store, frame);
+    if (frame->dirty && frame->page >= 0 &&
+        store.heapTop > static_cast<long>(frame->page) * store.pageSize) {
+      if (!writePage(store, frame, kMsgCannotOpenOutput)) return nullptr;
+    }
+    tableRemove(store, frame);
+    frame->page = -1;
+    frame->dirty = false;
+  }
+  if (page < store.swapPages && !readPage(store, frame, page)) return nullptr;
+  frame->page = page;
+  frame->dirty = false;
+  tableInsert(store, frame);
+  return frame->data + offset;
+}
+
+long reserve(Store& store, long n) {
+  if (n > store.pageSize || n < 0) return 0;
+  long room = store.pageSize - store.heapTop % store.pageSize;
+  if (room >= n) {
+    if (store.heapTop + n > kHeapLimit) return 0;
+    // The caller moves the heap top past the record before it writes it. The
+    // record's page is brought in now, while a read-in still asks the file only
+    // for the bytes below the old heap top, which the file holds.
+    if (resolve(store, store.heapTop) == nullptr) return 0;
+    return store.heapTop;
+  }
+  if (store.heapTop + room + n > kHeapLimit) return 0;
+  if (resolve(store, store.heapTop) == nullptr) return 0;
+  store.heapTop += static_cast<int32_t>(room);
+  // The page left behind grows from its short length to a full page on disk.
+  // The record goes on a new page, which is never read in.
+  markDirty(store);
+  return store.heapTop;
+}
+
+bool releaseLeastRecentlyUsed(Store& store) {
+  if (store.frameCount < 3) return false;
+  Frame* frame = store.tail;
+  if (frame->dirty && frame->page >= 0 &&
+      store.heapTop > static_cast<long>(frame->page) * store.pageSize) {
+    if (!writePage(store, frame, kMsgCannotOpen)) return false;
+  }
+  unlinkFrame(store, frame);
+  tableRemove(store, frame);
+  deleteFrame(frame);
+  --store.frameCount;
+  return true;
+}
+
+long writeAllDirty(Store& store) {
+  long total = 0;
+  for (Frame* frame = store.head; frame != nullptr; frame = frame->next) {
+    if (!frame->dirty || frame->page < 0 ||
+        static_cast<long>(frame->page) * store.pageSize >= store.heapTop) {
+      continue;
+    }
+    if (!writePage(store, frame, kMsgCannotOpen)) return -1;
+    total += pageLength(store, frame->page);
+    frame->dirty = false;
+  }
+  return total;
+}
+
+void freeFrames(Store& store, int32_t keep) {
+  while (store.frameCount > keep && store.head != nullptr) {
+    Frame* frame = store.head;
+    unlinkFrame(store, frame);
+    tableRemove(store, frame);
+    deleteFrame(frame);
+    --store.frameCount;
+  }
+}
+
+}  // namespace qmdb::store

@@ -1,0 +1,104 @@
+// The store: everything one open database keeps in memory.
+//
+// A store owns the page cache (frames of the heap's pages), the swap file
+// (the database file itself, or a temporary file for a nameless database),
+// the string pool, the error state and the hook table. Engine code reads and
+// writes the heap only through the page cache (PageCache.h); the handle owns
+// exactly one store per database.
+//
+// Invariants:
+//  1. head..tail is one doubly linked list of frameCount frames, most
+//     recently used first; no two frames hold the same page; the page table
+//     maps each held page number to its frame.
+//  2. heapTop is the first free heap byte (>= 60 once the root record exists);
+//     every byte below it belongs to the header, a record, or a skipped page end.
+//  3. failed is never cleared once set.
+#ifndef QMDB_STORE_STORE_H
+#define QMDB_STORE_STORE_H
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Qmdb/store/HookTable.h"
+#include "Qmdb/store/StringPool.h"
+
+namespace qmdb::store {
+
+/// The first heap address after the file header, where the root record lies.
+constexpr int32_t kHeaderSize = 40;
+/// The root record is a node record of this many bytes, all zero when new.
+constexpr int32_t kRootRecordSize = 20;
+/// The heap top of a new, empty database.
+constexpr int32_t kEmptyHeapTop = kHeaderSize + kRootRecordSize;
+/// Page size and frame limit when neither argument nor environment says.
+constexpr int32_t kDefaultPageSize = 262144;
+constexpr int32_t kDefaultFrameLimit = 8;
+/// The smallest page size accepted: page 0 must hold the header and root record.
+constexpr int32_t kMinimumPageSize = kEmptyHeapTop;
+/// The heap may not grow past this address: every address fits in 31 bits.
+constexpr int64_t kHeapLimit = 0x7fffffff;
+
+/// One cached page.
+struct Frame {
+  Frame* next = nullptr;      ///< less recently used
+  Frame* previous = nullptr;  ///< more recently used
+  uint8_t* data = nullptr;    ///< pageSize bytes, never cleared
+  int32_t page = -1;          ///< the page held; -1 for none
+  bool dirty = false;         ///< holds changes not yet in the swap file
+  Frame* hashNext = nullptr;  ///< next frame in the same page-table bucket
+};
+
+/// The state of one open database.
+struct Store {
+  Store() = default;
+  /// Frees what a close left (or everything, when the store was never closed).
+  ~Store();
+  Store(const Store&) = delete;
+  Store& operator=(const Store&) = delete;
+
+  bool failed = false;       ///< unusable for good (failed open or severity above 9)
+  bool linkCleanup = false;  ///< links were made since the last save
+
+  // Page cache.
+  int32_t frameCount = 0;
+  Frame* head = nullptr;
+  Frame* tail = nullptr;
+  std::vector<Frame*> pageTable;  ///< buckets of frames by page number (power of 2)
+  int32_t swapPages = 0;          ///< pages the swap file holds
+  int32_t pageSize = kDefaultPageSize;
+  int32_t frameLimit = kDefaultFrameLimit;  ///< 0: no limit
+  int32_t heapTop = kHeaderSize;
+  int32_t firstIndex = 0;
+
+  // Files.
+  FILE* swapFile = nullptr;
+  std::string fileName;
+  bool hasFileName = false;
+  bool named = false;     ///< made with a file name (else the swap file is temporary)
+  bool readOnly = false;  ///< refuses every modification
+  bool changed = false;   ///< modified since hasChanged() last asked
+
+  std::unique_ptr<StringPool> pool;  ///< null while read-only (never made)
+
+  // Error state and tracing.
+  int traceLevel = 0;
+  FILE* traceStream = nullptr;
+  bool hasError = false;
+  std::string errorCode;
+  std::string errorMessage;
+  FILE* errorStream = nullptr;
+
+  HookTable hooks{*this};
+
+  /// Called by save, before the pages are written, when links were made:
+  /// clears the links of the document tree and the index entries that name
+  /// other databases. Set by the handle, which knows the layers above.
+  void (*clearLinks)(Store&) = nullptr;
+};
+
+}  // namespace qmdb::store
+
+#endif

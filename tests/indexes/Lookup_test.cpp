@@ -1,0 +1,327 @@
+// Looking entries up by key, key list and key range, pulling them out and
+// listing keys; the save's clean-up of entries that name other databases;
+// and a randomized comparison with a std::multimap under heavy page eviction.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Qmdb/Qmdb"
+#include "Qmdb/handle/Internal.h"
+#include "Qmdb/objects/Records.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using qmdb::handle::Internal;
+using qmdb::test::ScopedEnv;
+using qmdb::test::TempDir;
+namespace object = qmdb::objects::object;
+
+char* c(const char* text) {
+  return const_cast<char*>(text);
+}
+
+// The ids of the objects in a list, comma-separated.
+std::string names(Qmdb& db, QmdbList& list) {
+  std::string out;
+  for (long h = list.first(); h != 0; h = list.next()) {
+    const char* id = db.getId(h);
+    out += (out.empty() ? "" : ",") + std::string(id != nullptr ? id : "?");
+  }
+  return out;
+}
+
+std::string joined(QmdbStringList& keys) {
+  std::string out;
+  bool first = true;
+  for (const char* k = keys.first(); k != nullptr; k = keys.next(), first = false) {
+    out += (first ? "" : ",") + std::string(k);
+  }
+  return out;
+}
+
+class LookupTest : public ::testing::Test {
+ protected:
+  TempDir tmp;
+  ScopedEnv tmpdir{"TMPDIR", tmp.path().c_str()};
+  Qmdb db{nullptr, QmdbFileWrite, 0, 4096};
+  long i = 0;
+
+  // Keys a, ab, abc, b, ba, c, stored out of order, each under a node of that gid.
+  void SetUp() override {
+    i = db.addIndex("i");
+    for (const char* k : {"ba", "abc", "c", "a", "b", "ab"}) {
+      ASSERT_NE(db.putIndex(i, db.addNode(1, k), nullptr, false), 0);
+    }
+  }
+  std::string get(const char* from, const char* to) {
+    QmdbList list;
+    long n = db.getIndex(&list, i, c(from), c(to));
+    EXPECT_EQ(n, list.length());
+    return names(db, list);
+  }
+  std::string keys() {
+    QmdbStringList list;
+    long n = db.indexKeys(&list, i);
+    EXPECT_EQ(n, list.length());
+    return joined(list);
+  }
+};
+
+TEST_F(LookupTest, KeysKeyListsAndRangesGiveEntriesInKeyOrder) {
+  EXPECT_EQ(get("ab", nullptr), "ab");
+  EXPECT_EQ(get("ab", "b"), "ab,abc,b,ba");
+  EXPECT_EQ(get(nullptr, "ab"), "a,ab,abc");
+  EXPECT_EQ(get("abd", "bz"), "b,ba");
+  EXPECT_EQ(get(nullptr, nullptr), "a,ab,abc,b,ba,c");
+  EXPECT_EQ(get("b", ""), "b,ba,c");  // the empty upper bound sets no limit
+  EXPECT_EQ(get("aa", "abc"), "ab,abc");
+  EXPECT_EQ(get("abca", "bb"), "b,ba");
+  EXPECT_EQ(get("c", "a"), "");
+  EXPECT_EQ(get("zz", nullptr), "");
+  EXPECT_EQ(get("abcd", nullptr), "");
+  EXPECT_EQ(get("", nullptr), "");
+  EXPECT_EQ(keys(), "a,ab,abc,b,ba,c");
+
+  QmdbStringList sought;
+  sought.add("b");
+  sought.add("a");
+  sought.add("b");
+  sought.add("abz");
+  QmdbList list;
+  list.add(7);
+  list.first();
+  EXPECT_EQ(db.getIndex(&list, i, &sought), 2);  // each key once, in key order
+  EXPECT_EQ(list.current(), 7);                  // the result's cursor stays
+  EXPECT_EQ(sought.current(), nullptr);          // the key list's ends past its last key
+  list.remove();
+  EXPECT_EQ(names(db, list), "a,b");
+  EXPECT_EQ(db.getIndex(&list, c("i"), c("a"), c("ab")), 3);
+  EXPECT_EQ(db.getIndex(nullptr, i, nullptr, nullptr), 6);
+  EXPECT_EQ(db.getIndex(nullptr, c("i"), &sought), 2);
+  EXPECT_EQ(db.indexKeys(nullptr, "i"), 6);
+
+  QmdbStringList none;
+  EXPECT_EQ(db.getIndex(&list, i, &none), 0);
+  EXPECT_EQ(db.getIndex(&list, i, static_cast<QmdbStringList*>(nullptr)), 0);
+  EXPECT_EQ(db.getIndex(&list, 0L, c("a"), nullptr), 0);
+  EXPECT_EQ(db.getIndex(&list, c("missing"), c("a"), nullptr), 0);
+  EXPECT_EQ(db.indexKeys(nullptr, 0L), 0);
+  EXPECT_EQ(list.length(), 5);
+
+  // The empty key comes first; a key's entries keep the order they were stored in.
+  long empty = db.addNode(1, "empty");
+  ASSERT_EQ(db.putIndex(i, empty, "", false), empty);
+  ASSERT_NE(db.putIndex(i, db.addNode(1, "b2"), "b", false), 0);
+  EXPECT_EQ(get("", nullptr), "empty");
+  EXPECT_EQ(get(nullptr, "a"), "empty,a,ab,abc");
+  EXPECT_EQ(get("b", nullptr), "b,b2");
+  EXPECT_EQ(keys(), ",a,ab,abc,b,ba,c");
+}
+
+TEST_F(LookupTest, PullingDetachesWhatItCollects) {
+  db.hasChanged();
+  EXPECT_EQ(db.pullIndex(nullptr, i, c("ab"), nullptr), 1);
+  EXPECT_TRUE(db.hasChanged());
+  EXPECT_EQ(get("ab", nullptr), "");
+  EXPECT_EQ(keys(), "a,abc,b,ba,c");
+  QmdbList list;
+  EXPECT_EQ(db.pullIndex(&list, i, c("b"), c("b")), 2);
+  EXPECT_EQ(names(db, list), "b,ba");
+  QmdbStringList sought;
+  sought.add("c");
+  sought.add("zz");
+  EXPECT_EQ(db.pullIndex(nullptr, i, &sought), 1);
+  EXPECT_EQ(db.pullIndex(nullptr, c("i"), &sought), 0);
+  EXPECT_EQ(keys(), "a,abc");
+  EXPECT_EQ(db.pullIndex(nullptr, c("i"), nullptr, nullptr), 2);
+  EXPECT_EQ(keys(), "");
+  EXPECT_EQ(get(nullptr, nullptr), "");
+  long again = db.addNode(1, "again");
+  EXPECT_EQ(db.putIndex(i, again, "ab", true), again);  // a pulled key takes entries again
+  EXPECT_EQ(get("ab", nullptr), "again");
+
+  ASSERT_TRUE(db.setUpdatable(false));
+  db.hasChanged();
+  sought.add("ab");
+  EXPECT_EQ(db.pullIndex(nullptr, i, c("ab"), nullptr), 0);
+  EXPECT_EQ(db.pullIndex(nullptr, c("i"), c("ab"), nullptr), 0);
+  EXPECT_EQ(db.pullIndex(nullptr, i, &sought), 0);
+  EXPECT_EQ(db.pullIndex(nullptr, c("i"), &sought), 0);
+  EXPECT_FALSE(db.hasChanged());
+  EXPECT_EQ(get("ab", nullptr), "again");
+}
+
+TEST_F(LookupTest, LongKeysGrowTheWorkArea) {
+  std::string x(300, 'x');
+  std::string q(100, 'q');
+  long h = db.addNode(1, "h");
+  for (const std::string& k : {x + "y", q, x, std::string("short")}) {
+    ASSERT_EQ(db.putIndex(i, h, k.c_str(), false), h);
+  }
+  QmdbStringList list;
+  EXPECT_EQ(db.indexKeys(&list, i), 10);
+  std::vector<std::string> listed;
+  for (const char* k = list.first(); k != nullptr; k = list.next()) listed.push_back(k);
+  EXPECT_EQ(listed,
+            (std::vector<std::string>{"a", "ab", "abc", "b", "ba", "c", q, "short", x, x + "y"}));
+}
+
+TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) {
+  TempDir tmp;
+  ScopedEnv tmpdir("TMPDIR", tmp.path().c_str());
+  std::string name = tmp.file("links.qmb");
+  Qmdb other(nullptr, QmdbFileWrite, 0, 1024);
+  long theirs = other.addNode(1, "theirs");
+  long i = 0;
+  long detached = 0;
+  {
+    Qmdb db(name.c_str(), QmdbFileWrite, 0, 1024);
+    qmdb::store::Store& s = *Internal::store(db);
+    i = db.addIndex("i");
+    long attached = db.addNode(1, "attached");
+    detached = db.node("detached");
+    long child = db.addNode(detached, "child");
+    long grandchild = db.addString(child, "g");
+    long lone = db.node("lone");  // detached and in no index
+    ASSERT_EQ(db.putIndex(i, &other, theirs, "k", false), theirs);
+    ASSERT_EQ(db.putIndex(i, detached, "k", false), detached);
+    ASSERT_EQ(db.putIndex(i, &other, theirs, "o", false), theirs);
+    ASSERT_EQ(db.putIndex(i, attached, "a", false), attached);
+    // Any non-zero link field stands for a link here; the clean-up only clears it.
+    for (long h : {attached, detached, child, grandchild, lone}) object::setLink(s, h, 60);
+
+    ASSERT_TRUE(db.flush(false));  // no links were made: entries survive
+    QmdbList list;
+    EXPECT_EQ(db.getIndex(&list, i, c("k"), nullptr), 2);
+    EXPECT_EQ(list.first(), theirs);
+    EXPECT_EQ(list.db(), &other);
+
+    s.linkCleanup = true;  // what making a link does
+    ASSERT_TRUE(db.flush(false));
+    EXPECT_FALSE(s.linkCleanup);
+    list.clear();
+    EXPECT_EQ(db.getIndex(&list, i, c("k"), nullptr), 1);
+    EXPECT_EQ(list.first(), detached);
+    EXPECT_EQ(db.getIndex(nullptr, i, c("o"), nullptr), 0);
+    EXPECT_EQ(db.pullIndex(nullptr, i, c("o"), nullptr), 0);  // dead entries are not collected
+    QmdbStringList keys;
+    EXPECT_EQ(db.indexKeys(&keys, i), 3);
+    EXPECT_EQ(joined(keys), "a,k,o");  // a key whose entries died is still listed
+    for (long h : {attached, detached, child, grandchild}) EXPECT_EQ(object::link(s, h), 0) << h;
+    EXPECT_EQ(object::link(s, lone), 60);
+  }
+  Qmdb db(name.c_str(), QmdbFileRead);
+  QmdbList list;
+  EXPECT_EQ(db.getIndex(&list, c("i"), nullptr, nullptr), 2);
+  EXPECT_EQ(names(db, list), "attached,detached");
+}
+
+// Every handle stored under a key of the model, in key order.
+using Model = std::multimap<std::string, long>;
+
+// Whether a lookup with `from` and `to` takes `key`.
+bool inRange(const std::string& key, const char* from, const char* to) {
+  if (from != nullptr && to == nullptr) return key == from;
+  return (from == nullptr || key >= from) &&
+         (to == nullptr || *to == '\0' || key <= to || key.compare(0, strlen(to), to) == 0);
+}
+
+std::vector<long> expectedRange(const Model& model, const char* from, const char* to) {
+  std::vector<long> out;
+  for (const auto& [key, h] : model) {
+    if (inRange(key, from, to)) out.push_back(h);
+  }
+  return out;
+}
+
+std::vector<long> handles(QmdbList& list) {
+  std::vector<long> out;
+  for (long h = list.first(); h != 0; h = list.next()) out.push_back(h);
+  return out;
+}
+
+TEST(LookupRandomTest, AgreesWithAMultimapUnderEviction) {
+  TempDir tmp;
+  ScopedEnv tmpdir("TMPDIR", tmp.path().c_str());
+  std::string name = tmp.file("random.qmb");
+  std::mt19937 random(20240611);
+  const std::string alphabet = "ab\xc3z";  // one byte above 127: bytes compare unsigned
+  auto randomKey = [&](unsigned maxLength) {
+    std::string key;
+    for (unsigned n = random() % (maxLength + 1); n > 0; --n) key += alphabet[random() % 4];
+    return key;
+  };
+  Model model;
+  long i = 0;
+  {
+    Qmdb db(name.c_str(), QmdbFileWrite, 2, 1024);
+    i = db.addIndex("random");
+    for (long n = 0; n < 3000; ++n) {
+      std::string key = randomKey(7);
+      bool unique = random() % 4 == 0;
+      long h = 1000 + n;  // handles are trusted: these need no objects
+      ASSERT_EQ(db.putIndex(i, h, key.c_str(), unique), h);
+      if (!unique || model.count(key) == 0) model.emplace(key, h);
+    }
+    // Lookups, then pulls, of random keys, key lists and ranges.
+    for (int round = 0; round < 400; ++round) {
+      bool pull = round >= 300;
+      QmdbList list;
+      std::vector<long> expected;
+      std::set<std::string> erased;
+      if (random() % 3 == 0) {
+        QmdbStringList sought;
+        std::set<std::string> unique;
+        for (int k = 0; k < 3; ++k) {
+          std::string key = randomKey(4);
+          sought.add(key.c_str());
+          unique.insert(key);
+        }
+        for (const std::string& key : unique) {
+          for (long h : expectedRange(model, key.c_str(), nullptr)) expected.push_back(h);
+          erased.insert(key);
+        }
+        long n = pull ? db.pullIndex(&list, i, &sought) : db.getIndex(&list, i, &sought);
+        EXPECT_EQ(n, static_cast<long>(expected.size()));
+      } else {
+        std::string fromKey = randomKey(4);
+        std::string toKey = randomKey(4);
+        const char* from = random() % 4 == 0 ? nullptr : fromKey.c_str();
+        const char* to = random() % 3 == 0 ? nullptr : toKey.c_str();
+        expected = expectedRange(model, from, to);
+        for (const auto& entry : model) {
+          if (inRange(entry.first, from, to)) erased.insert(entry.first);
+        }
+        long n =
+            pull ? db.pullIndex(&list, i, c(from), c(to)) : db.getIndex(&list, i, c(from), c(to));
+        EXPECT_EQ(n, static_cast<long>(expected.size()));
+      }
+      ASSERT_EQ(handles(list), expected) << "round " << round;
+      if (pull) {
+        for (const std::string& key : erased) model.erase(key);
+      }
+    }
+    QmdbStringList keys;
+    db.indexKeys(&keys, i);
+    std::vector<std::string> listed;
+    for (const char* k = keys.first(); k != nullptr; k = keys.next()) listed.push_back(k);
+    std::vector<std::string> modelKeys;
+    for (const auto& entry : model) {
+      if (modelKeys.empty() || modelKeys.back() != entry.first) modelKeys.push_back(entry.first);
+    }
+    EXPECT_EQ(listed, modelKeys);
+  }
+  // Everything that is left survives the save and a reopening.
+  Qmdb db(name.c_str(), QmdbFileRead, 2, 0);
+  QmdbList list;
+  db.getIndex(&list, c("random"), nullptr, nullptr);
+  EXPECT_EQ(handles(list), expectedRange(model, nullptr, nullptr));
+}
+
+}  // namespace

@@ -1,0 +1,139 @@
+// Walking trees: both traversal modes, the derived queries, and a large tree
+// walked through a cache of two small pages and again after a reopen.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Qmdb/Qmdb"
+#include "support/TestSupport.h"
+
+namespace {
+
+using qmdb::test::ScopedEnv;
+using qmdb::test::TempDir;
+using qmdb::test::renderChildren;
+
+std::vector<long> walk(Qmdb& db, bool forward) {
+  std::vector<long> positions;
+  for (long p = forward ? db.next(1, QmdbTree) : db.previous(1, QmdbTree); p != 0;
+       p = forward ? db.next(p, QmdbTree) : db.previous(p, QmdbTree)) {
+    positions.push_back(p);
+  }
+  return positions;
+}
+
+TEST(Navigation, WalksInBothDirectionsMeetEndPositions) {
+  Qmdb db;
+  long a = db.addNode(1, "A");
+  long s = db.addString(a, "s");
+  long b = db.addString(1, "B");
+  EXPECT_EQ(walk(db, true), (std::vector<long>{a, s, -a, b}));
+  EXPECT_EQ(walk(db, false), (std::vector<long>{b, a, s, -a}));
+
+  long n = db.addNode(a, "N");  // empty, last child of A
+  EXPECT_EQ(db.next(n, QmdbTree), -n);
+  EXPECT_EQ(db.next(-n, QmdbTree), -a);
+  long m = db.addNode(1, "M");
+  EXPECT_EQ(db.next(m, QmdbTree), -m);
+  EXPECT_EQ(db.next(-m, QmdbTree), 0);
+  EXPECT_EQ(db.next(-a, QmdbSiblings), db.next(a, QmdbSiblings));
+  EXPECT_EQ(db.next(1, QmdbSiblings), 0);
+  EXPECT_EQ(db.previous(1, QmdbSiblings), 0);
+  EXPECT_EQ(db.next(0, QmdbTree), 0);
+  EXPECT_EQ(db.next(a, static_cast<QmdbTraverseMode>(7)), s);  // any non-zero mode walks the tree
+  EXPECT_EQ(db.first(s), 0);
+  EXPECT_EQ(db.last(s), 0);
+  EXPECT_EQ(db.first(1), a);
+}
+
+TEST(Navigation, DerivedQueries) {
+  Qmdb db;
+  long p = db.addNode(1, "p");
+  long c1 = db.addNode(p, "c1");
+  long c2 = db.addNode(p, "c2");
+  long g = 0;
+  for (int i = 0; i < 3; ++i) g = db.addString(c2, "g");
+  long detached = db.node("d");
+
+  EXPECT_EQ(db.count(p, QmdbTree), 5);
+  EXPECT_EQ(db.count(p, QmdbSiblings), 2);
+  EXPECT_EQ(db.count(g, QmdbTree), 0);
+  EXPECT_EQ(db.count(1, QmdbTree), 6);
+  EXPECT_EQ(db.rank(g), 3);
+  EXPECT_EQ(db.rank(c1), 1);
+  EXPECT_EQ(db.rank(detached), 1);
+  EXPECT_EQ(db.level(p), 1);
+  EXPECT_EQ(db.level(-g), 3);
+  EXPECT_EQ(db.level(detached), 1);
+  EXPECT_EQ(db.root(g), p);
+  EXPECT_EQ(db.root(p), p);
+  EXPECT_EQ(db.root(1), 0);
+  EXPECT_EQ(db.parent(g), c2);
+  EXPECT_EQ(db.parent(p), 0);
+  EXPECT_EQ(db.byRank(p, 0), 0);
+  EXPECT_EQ(db.byRank(p, 2), c2);
+  EXPECT_EQ(db.byRank(c2, db.count(c2, QmdbSiblings)), db.last(c2));
+  EXPECT_EQ(db.byRank(c2, 4), 0);
+  EXPECT_EQ(db.byRank(1, 1), p);
+}
+
+// Overriding a simple operation changes the derived ones.
+class CountingDb : public Qmdb {
+ public:
+  mutable int firstCalls = 0;
+  long first(long object) const override {
+    ++firstCalls;
+    return Qmdb::first(object);
+  }
+};
+
+TEST(Navigation, DerivedQueriesCallTheVirtualOperations) {
+  CountingDb db;
+  long p = db.addNode(1, "p");
+  db.addNode(p, "c");
+  EXPECT_EQ(db.count(p, QmdbSiblings), 1);
+  EXPECT_EQ(db.byRank(p, 1), db.last(p));
+  EXPECT_EQ(db.firstCalls, 2);
+}
+
+// A tree of a few thousand objects through two frames of 1 KiB.
+TEST(Navigation, LargeTreeSurvivesEvictionAndReopen) {
+  TempDir tmp;
+  ScopedEnv tmpdir("TMPDIR", tmp.path().c_str());
+  std::string name = tmp.file("large.qmb");
+  std::string expected;
+  {
+    Qmdb db(name.c_str(), QmdbFileWrite, 2, 1024);
+    long top = db.addNode(1, "top");
+    for (int i = 0; i < 60; ++i) {
+      long section = db.addNode(top, ("s" + std::to_string(i)).c_str());
+      for (int j = 0; j < 20; ++j) {
+        long para = db.addNode(section, "p");
+        db.addString(para, (std::to_string(i) + "." + std::to_string(j)).c_str());
+      }
+      db.insertPi(section, 0, "pi", "first");
+    }
+    ASSERT_TRUE(db.isValid());
+    EXPECT_EQ(db.count(1, QmdbTree), 1 + 60 * (1 + 20 * 2 + 1));
+    expected = renderChildren(db, 1);
+    EXPECT_EQ(walk(db, true).size(), 1 + 60 * 42 + 1 + 60 * 21);
+    EXPECT_GT(db.getSize(), 90 * 1024);  // far more than two frames hold
+  }
+  Qmdb db(name.c_str(), QmdbFileRead, 2, 0);
+  ASSERT_TRUE(db.isValid());
+  EXPECT_EQ(db.getPageSize(), 1024);
+  EXPECT_EQ(renderChildren(db, 1), expected);
+  std::vector<long> forward = walk(db, true);
+  std::vector<long> backward = walk(db, false);
+  ASSERT_EQ(forward.size(), backward.size());
+  // Backward visits the same positions in reverse, with the signs of nodes swapped.
+  for (size_t i = 0; i < forward.size(); ++i) {
+    long f = forward[i];
+    long b = backward[backward.size() - 1 - i];
+    EXPECT_EQ(db.objectType(f) == QmdbNode ? -f : f, b);
+  }
+  EXPECT_STREQ(db.getValue(db.first(db.byRank(db.byRank(db.first(1), 60), 21))), "59.19");
+}
+
+}  // namespace

@@ -1,0 +1,146 @@
+#include "support/TestSupport.h"
+
+#include "Qmdb/Qmdb"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+
+namespace qmdb::test {
+
+std::string renderTree(::Qmdb& db, long object) {
+  const char* id = db.getId(object);
+  switch (db.objectType(object)) {
+    case QmdbNode: {
+      std::string out = id != nullptr ? id : "#";
+      if (db.first(object) != 0) out += "(" + renderChildren(db, object) + ")";
+      return out;
+    }
+    case QmdbString: {
+      const char* value = db.getValue(object);
+      return "'" + std::string(value != nullptr ? value : "") + "'";
+    }
+    case QmdbEntity:
+      return "&" + std::string(id != nullptr ? id : "");
+    case QmdbPi:
+      return "?" + std::string(id != nullptr ? id : "");
+    default:
+      return "<dead>";
+  }
+}
+
+std::string renderChildren(::Qmdb& db, long parent) {
+  std::string out;
+  for (long c = db.first(parent); c != 0; c = db.next(c, QmdbSiblings)) {
+    if (!out.empty()) out += ",";
+    out += renderTree(db, c);
+  }
+  return out;
+}
+
+namespace {
+void removeTree(const std::string& path) {
+  DIR* dir = opendir(path.c_str());
+  if (dir != nullptr) {
+    while (dirent* entry = readdir(dir)) {
+      if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0) continue;
+      std::string child = path + "/" + entry->d_name;
+      struct stat info;
+      if (lstat(child.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+        removeTree(child);
+      } else {
+        unlink(child.c_str());
+      }
+    }
+    closedir(dir);
+  }
+  rmdir(path.c_str());
+}
+}  // namespace
+
+TempDir::TempDir() {
+  const char* base = getenv("TMPDIR");
+  std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") +
+                        "/qmdb_test_XXXXXX";
+  std::vector<char> buffer(pattern.begin(), pattern.end());
+  buffer.push_back('\0');
+  if (mkdtemp(buffer.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+  path_ = buffer.data();
+}
+
+TempDir::~TempDir() { removeTree(path_); }
+
+std::vector<std::string> TempDir::list() const {
+  std::vector<std::string> names;
+  DIR* dir = opendir(path_.c_str());
+  if (dir == nullptr) return names;
+  while (dirent* entry = readdir(dir)) {
+    if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
+      names.push_back(entry->d_name);
+    }
+  }
+  closedir(dir);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::vector<uint8_t> readFile(const std::string& path) {
+  std::vector<uint8_t> bytes;
+  FILE* file = fopen(path.c_str(), "rb");
+  if (file == nullptr) return bytes;
+  uint8_t buffer[65536];
+  size_t got;
+  while ((got = fread(buffer, 1, sizeof buffer, file)) > 0) {
+    bytes.insert(bytes.end(), buffer, buffer + got);
+  }
+  fclose(file);
+  return bytes;
+}
+
+void writeFile(const std::string& path, const std::vector<uint8_t>& bytes) {
+  FILE* file = fopen(path.c_str(), "wb");
+  if (file == nullptr) throw std::runtime_error("cannot write " + path);
+  if (!bytes.empty()) fwrite(bytes.data(), 1, bytes.size(), file);
+  fclose(file);
+}
+
+int32_t word(const std::vector<uint8_t>& bytes, size_t offset) {
+  if (offset + 4 > bytes.size()) throw std::out_of_range("word past the end");
+  uint32_t value = static_cast<uint32_t>(bytes[offset]) |
+                   static_cast<uint32_t>(bytes[offset + 1]) << 8 |
+                   static_cast<uint32_t>(bytes[offset + 2]) << 16 |
+                   static_cast<uint32_t>(bytes[offset + 3]) << 24;
+  return static_cast<int32_t>(value);
+}
+
+bool exists(const std::string& path) {
+  struct stat info;
+  return stat(path.c_str(), &info) == 0;
+}
+
+ScopedEnv::ScopedEnv(const char* name, const char* value) : name_(name) {
+  const char* old = getenv(name);
+  hadOld_ = old != nullptr;
+  if (hadOld_) old_ = old;
+  if (value != nullptr) {
+    setenv(name, value, 1);
+  } else {
+    unsetenv(name);
+  }
+}
+
+ScopedEnv::~ScopedEnv() {
+  if (hadOld_) {
+    setenv(name_.c_str(), old_.c_str(), 1);
+  } else {
+    unsetenv(name_.c_str());
+  }
+}
+
+}  // namespace qmdb::test

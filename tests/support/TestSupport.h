@@ -1,0 +1,64 @@
+// Helpers shared by the tests: a fresh temporary directory per test, file
+// reading, and scoped environment variables.
+#ifndef QMDB_TESTS_SUPPORT_TESTSUPPORT_H
+#define QMDB_TESTS_SUPPORT_TESTSUPPORT_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class Qmdb;
+
+namespace qmdb::test {
+
+/// Renders an object and its subtree as a short string: a node as its gid
+/// (or "#" without one) followed by its children in parentheses, a string as
+/// 'text', an entity as &name, a pi as ?target; e.g. "a(b,'text',&e,?p)".
+std::string renderTree(::Qmdb& db, long object);
+/// Renders the children of a node (or of the database root 1), comma-separated.
+std::string renderChildren(::Qmdb& db, long parent);
+
+/// A directory made fresh under $TMPDIR (or /tmp) and removed with its content.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  /// The directory's path.
+  const std::string& path() const { return path_; }
+  /// The path of `name` inside the directory.
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
+  /// The names of the files in the directory, sorted.
+  std::vector<std::string> list() const;
+
+ private:
+  std::string path_;
+};
+
+/// The whole content of a file; empty when it cannot be read.
+std::vector<uint8_t> readFile(const std::string& path);
+/// Writes `bytes` to `path`, replacing it.
+void writeFile(const std::string& path, const std::vector<uint8_t>& bytes);
+/// The little-endian 32-bit word at `offset` of `bytes`.
+int32_t word(const std::vector<uint8_t>& bytes, size_t offset);
+/// Whether `path` exists.
+bool exists(const std::string& path);
+
+/// Sets (or, with null, unsets) an environment variable for the scope.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const char* value);
+  ~ScopedEnv();
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  std::string name_;
+  std::string old_;
+  bool hadOld_;
+};
+
+}  // namespace qmdb::test
+
+#endif
