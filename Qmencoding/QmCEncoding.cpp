@@ -1,13 +1,16 @@
 // The encoding stack: the coding systems a caller pushed, the top one in use.
-// An empty stack behaves as the transparent coding system.
+//
+// Invariants: the stack never holds a kNone system (an unknown name changes
+// nothing); transparent_ always equals "the stack is empty or its top is the
+// transparent system", recomputed on every push and pop so that callers on a
+// hot path test one bool. An empty stack converts with a process-wide
+// transparent system.
 #include "Qmencoding/QmCEncoding.h"
-
-#include <new>
 
 namespace {
 const QmCCodingSystem& transparentSystem() {
-  static QmCCodingSystem* transparent = new QmCCodingSystem();
-  return *transparent;
+  static const QmCCodingSystem transparent;
+  return transparent;
 }
 }  // namespace
 
@@ -15,17 +18,15 @@ QmCEncoding::QmCEncoding() = default;
 QmCEncoding::~QmCEncoding() = default;
 
 bool QmCEncoding::PushCodingSystem(const char* name) {
-  std::unique_ptr<QmCCodingSystem> system(new (std::nothrow) QmCCodingSystem(name));
-  if (system == nullptr || system->Method() == QmCCodingSystem::kNone) return false;
+  auto system = std::make_unique<QmCCodingSystem>(name);
+  if (system->Method() == QmCCodingSystem::kNone) return false;
   stack_.push_back(std::move(system));
   transparent_ = false;
   return true;
 }
 
 bool QmCEncoding::PushTransparentCodingSystem() {
-  std::unique_ptr<QmCCodingSystem> system(new (std::nothrow) QmCCodingSystem());
-  if (system == nullptr) return false;
-  stack_.push_back(std::move(system));
+  stack_.push_back(std::make_unique<QmCCodingSystem>());
   transparent_ = true;
   return true;
 }
@@ -42,6 +43,10 @@ const QmCCodingSystem& QmCEncoding::top() const {
   return stack_.empty() ? transparentSystem() : *stack_.back();
 }
 
-QmCEncoder& QmCEncoding::Encoder() const { return top().Encoder(); }
+QmCEncoder& QmCEncoding::Encoder() const {
+  return top().Encoder();
+}
 
-QmCDecoder& QmCEncoding::Decoder() const { return top().Decoder(); }
+QmCDecoder& QmCEncoding::Decoder() const {
+  return top().Decoder();
+}

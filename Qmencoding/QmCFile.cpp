@@ -1,7 +1,12 @@
-// Files through stdio, with a fault seam for tests: once armed, the n-th
-// counted call (open, seek, read, write, flush) fails as a broken disk would,
-// and with `sticky` every call after it too. Disarmed, each call costs one
-// well-predicted branch more than stdio.
+// Files through stdio, with a fault seam for tests.
+//
+// Once armed with QmCFileFailAfter(n), the n-th counted call (open, seek,
+// read, write, flush) fails as it would on a broken disk, without touching
+// the file, and with `sticky` every call after it fails too. Closing is never
+// counted or failed, so a test can always release what it opened. Calls are
+// counted whether or not the seam is armed; disarmed, each call costs one
+// well-predicted branch more than stdio. The counters are process-wide and
+// unsynchronised: the seam is for single-threaded tests.
 #include "Qmencoding/QmCFile.h"
 
 #include <errno.h>
@@ -12,10 +17,10 @@ long callCount = 0;
 long failAt = 0;  // 0: disarmed
 bool failSticky = false;
 
-// Counts one call; true when it is to fail.
-bool injectFault() {
+// Counts one call; true when it is to fail (errno is then EIO).
+inline bool injectFault() {
   ++callCount;
-  if (failAt == 0) return false;
+  if (__builtin_expect(failAt == 0, 1)) return false;
   if (callCount == failAt || (failSticky && callCount > failAt)) {
     errno = EIO;
     return true;
@@ -30,7 +35,9 @@ FILE* QmCFileOpen(const char* name, const char* mode) {
   return fopen(name, mode);
 }
 
-int QmCFileClose(FILE* file) { return file != nullptr ? fclose(file) : 0; }
+int QmCFileClose(FILE* file) {
+  return file != nullptr ? fclose(file) : 0;
+}
 
 int QmCFileSeek(FILE* file, long offset) {
   if (injectFault()) return -1;
@@ -55,7 +62,9 @@ int QmCFileFlush(FILE* file) {
 void QmCFileFailAfter(long n, bool sticky) {
   callCount = 0;
   failAt = n > 0 ? n : 0;
-  failSticky = sticky;
+  failSticky = failAt != 0 && sticky;
 }
 
-long QmCFileCallCount() { return callCount; }
+long QmCFileCallCount() {
+  return callCount;
+}

@@ -1,4 +1,8 @@
 // The library loader over dlopen/dlsym.
+//
+// Invariants: the object holds at most one library handle, released by the
+// next Load and by the destructor; procedure_ is either null or a symbol of
+// the library held now, so it never outlives the code it points into.
 #include "Qmencoding/QmCLibrary.h"
 
 #include <dlfcn.h>
@@ -12,9 +16,9 @@ QmCLibrary::~QmCLibrary() {
 }
 
 bool QmCLibrary::Load(const char* library) {
+  procedure_ = nullptr;
   if (handle_ != nullptr) dlclose(handle_);
   handle_ = nullptr;
-  procedure_ = nullptr;
   if (library == nullptr) return false;
   handle_ = dlopen(library, RTLD_NOW | RTLD_LOCAL);
   return handle_ != nullptr;

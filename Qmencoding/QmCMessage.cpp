@@ -1,14 +1,26 @@
-// Message output and assertion reports. Messages are written as they are
-// given (the engine writes ISO 8859-1 texts); the bracket only remembers the
-// stream it printed to, so that the end of a message can flush it.
+// Message output and assertion reports.
+//
+// Messages are written as they are given (the engine writes ISO 8859-1
+// texts), so the bracket converts nothing: QmCMessageBegin only records the
+// coding of the message, and the bracket remembers the stream it last printed
+// to so that QmCMessageEnd can flush it. The bracket state is per thread, so
+// messages of two threads never flush each other's streams.
 #include "Qmencoding/QmCMessage.h"
 
 #include <cstdarg>
 
-namespace {
-thread_local FILE* lastStream = nullptr;
+#include "Qmencoding/QmCString.h"
 
-const char* severityText(int severity) {
+namespace {
+
+struct MessageBracket {
+  QmTString coding;  // the coding system named at the start of the message
+  FILE* lastStream = nullptr;
+};
+
+thread_local MessageBracket bracket;
+
+const char* severityName(int severity) {
   switch (severity) {
     case 0:
       return "INFO";
@@ -26,9 +38,17 @@ const char* severityText(int severity) {
       return "???";
   }
 }
+
+const char* orEmpty(const char* text) {
+  return text != nullptr ? text : "";
+}
+
 }  // namespace
 
-void QmCMessageBegin(const char*) { lastStream = nullptr; }
+void QmCMessageBegin(const char* codingSystem) {
+  bracket.coding.Copy(codingSystem);
+  bracket.lastStream = nullptr;
+}
 
 int QmCMessagePrint(FILE* stream, const char* format, ...) {
   if (stream == nullptr) return 0;
@@ -36,20 +56,20 @@ int QmCMessagePrint(FILE* stream, const char* format, ...) {
   va_start(args, format);
   int result = vfprintf(stream, format, args);
   va_end(args);
-  lastStream = stream;
+  bracket.lastStream = stream;
   return result;
 }
 
 void QmCMessageEnd() {
-  if (lastStream != nullptr) fflush(lastStream);
-  lastStream = nullptr;
+  if (bracket.lastStream != nullptr) fflush(bracket.lastStream);
+  bracket.lastStream = nullptr;
+  bracket.coding.Clear();
 }
 
 void QmCAssertReport(void* handler, int severity, const char* code, const char* text,
                      const char* file, int line, const char* timestamp) {
   FILE* out = handler != nullptr ? static_cast<FILE*>(handler) : stderr;
-  fprintf(out, "Qmx-%s (%s):\n%s failed in %s:%d (%s)\n", severityText(severity),
-          code != nullptr ? code : "", text != nullptr ? text : "", file != nullptr ? file : "",
-          line, timestamp != nullptr ? timestamp : "");
+  fprintf(out, "Qmx-%s (%s):\n%s failed in %s:%d (%s)\n", severityName(severity), orEmpty(code),
+          orEmpty(text), orEmpty(file), line, orEmpty(timestamp));
   fflush(out);
 }

@@ -13,7 +13,7 @@ void QmCMessageBegin(const char* codingSystem);
 /// Prints like fprintf to `stream`; returns fprintf's result.
 int QmCMessagePrint(FILE* stream, const char* format, ...)
     __attribute__((format(printf, 2, 3)));
-/// Ends the output begun by QmCMessageBegin; flushes nothing but the bracket.
+/// Ends the output begun by QmCMessageBegin, flushing the stream last printed to.
 void QmCMessageEnd();
 
 /// Reports a failed assertion to the handler (null: to stderr) and returns:

@@ -7,7 +7,6 @@
 // name other databases by registry id; a lookup hands back the live database
 // of that id and skips entries whose database is gone.
 #include <cstdlib>
-#include <cstring>
 #include <new>
 #include <string>
 #include <vector>

@@ -97,14 +97,14 @@ long Qmdb::findPath(QmdbList* list, const char* path, long start, bool caseSensi
   // damaged heap a step gives up after it, so every search ends.
   const long stepLimit = qmdb::objects::walkLimit(*s);
   const long last = static_cast<long>(steps.size()) - 1;
+  long* position = positions.data();
   long found = 0;
   long level = 0;
   long current = start;
-  positions[0] = 0;
   while (level >= 0) {
     const Step& step = steps[static_cast<size_t>(level)];
     long& budget = budgets[static_cast<size_t>(level)];
-    const bool firstTry = positions[static_cast<size_t>(level)] == 0;
+    const bool firstTry = position[level] == 0;
     if (firstTry) budget = stepLimit;
     long r = 0;
     switch (step.kind) {
@@ -120,7 +120,7 @@ long Qmdb::findPath(QmdbList* list, const char* path, long start, bool caseSensi
       case StepKind::kSubtree: {
         // The context B itself, then every object below it in document order,
         // ending at B's end position.
-        const long b = level == 0 ? start : positions[static_cast<size_t>(level - 1)];
+        const long b = level == 0 ? start : position[level - 1];
         if (firstTry) {
           r = current;
           break;
@@ -151,11 +151,11 @@ long Qmdb::findPath(QmdbList* list, const char* path, long start, bool caseSensi
         }
         break;
     }
-    positions[static_cast<size_t>(level)] = r;
+    position[level] = r;
     current = r;
     if (r == 0) {
       --level;
-      if (level >= 0) current = positions[static_cast<size_t>(level)];
+      if (level >= 0) current = position[level];
     } else if (level == last) {
       if (r != qmdb::objects::kRoot) {  // the database root is never reported
         if (list != nullptr) list->add(r);
@@ -163,7 +163,7 @@ long Qmdb::findPath(QmdbList* list, const char* path, long start, bool caseSensi
       }
     } else {
       ++level;
-      positions[static_cast<size_t>(level)] = 0;
+      position[level] = 0;
     }
   }
   return found;

@@ -10,14 +10,21 @@
 
 QmdbList::QmdbList() : count_(0), first_(nullptr), last_(nullptr), current_(nullptr) {}
 
-QmdbList::~QmdbList() { freeAll(false); }
+QmdbList::~QmdbList() {
+  freeAll(false);
+}
 
-QmdbList::QmdbList(const QmdbList& other) : QmdbList() { *this = other; }
+QmdbList::QmdbList(const QmdbList& other) : QmdbList() {
+  *this = other;
+}
 
 QmdbList& QmdbList::operator=(const QmdbList& other) {
   if (this == &other) return *this;
   freeAll(false);
-  for (Entry* e = other.first_; e != nullptr; e = e->next) link(last_, e->database, e->value);
+  // Out of memory the copy stops, so what was copied is still a prefix of other.
+  for (Entry* e = other.first_; e != nullptr; e = e->next) {
+    if (!link(last_, e->database, e->value)) break;
+  }
   return *this;
 }
 
@@ -73,19 +80,33 @@ void QmdbList::freeAll(bool ownsStrings) {
   first_ = last_ = current_ = nullptr;
 }
 
-long QmdbList::length() const { return count_; }
+long QmdbList::length() const {
+  return count_;
+}
 
-void* QmdbList::db() { return current_ != nullptr ? current_->database : nullptr; }
+void* QmdbList::db() {
+  return current_ != nullptr ? current_->database : nullptr;
+}
 
-bool QmdbList::insert(long h) { return insert(nullptr, h); }
+bool QmdbList::insert(long h) {
+  return insert(nullptr, h);
+}
 
-bool QmdbList::insert(void* db, long h) { return h != 0 && link(current_, db, h); }
+bool QmdbList::insert(void* db, long h) {
+  return h != 0 && link(current_, db, h);
+}
 
-bool QmdbList::add(long h) { return add(nullptr, h); }
+bool QmdbList::add(long h) {
+  return add(nullptr, h);
+}
 
-bool QmdbList::add(void* db, long h) { return h != 0 && link(last_, db, h); }
+bool QmdbList::add(void* db, long h) {
+  return h != 0 && link(last_, db, h);
+}
 
-bool QmdbList::replace(long h) { return replace(nullptr, h); }
+bool QmdbList::replace(long h) {
+  return replace(nullptr, h);
+}
 
 bool QmdbList::replace(void* db, long h) {
   if (h == 0 || current_ == nullptr) return false;
@@ -94,9 +115,13 @@ bool QmdbList::replace(void* db, long h) {
   return true;
 }
 
-void QmdbList::remove() { unlinkCurrent(); }
+void QmdbList::remove() {
+  unlinkCurrent();
+}
 
-void QmdbList::clear() { freeAll(false); }
+void QmdbList::clear() {
+  freeAll(false);
+}
 
 long QmdbList::first() {
   current_ = first_;
@@ -108,7 +133,9 @@ long QmdbList::last() {
   return current();
 }
 
-long QmdbList::current() { return current_ != nullptr ? current_->value : 0; }
+long QmdbList::current() {
+  return current_ != nullptr ? current_->value : 0;
+}
 
 long QmdbList::previous() {
   if (current_ != nullptr) current_ = current_->previous;
@@ -121,15 +148,23 @@ long QmdbList::next() {
 }
 
 namespace {
-long copyOf(const char* s) { return s != nullptr ? reinterpret_cast<long>(strdup(s)) : 0; }
-char* text(long value) { return reinterpret_cast<char*>(value); }
+long copyOf(const char* s) {
+  return s != nullptr ? reinterpret_cast<long>(strdup(s)) : 0;
+}
+char* text(long value) {
+  return reinterpret_cast<char*>(value);
+}
 }  // namespace
 
 QmdbStringList::QmdbStringList() = default;
 
-QmdbStringList::~QmdbStringList() { freeAll(true); }
+QmdbStringList::~QmdbStringList() {
+  freeAll(true);
+}
 
-QmdbStringList::QmdbStringList(const QmdbStringList& other) : QmdbList() { *this = other; }
+QmdbStringList::QmdbStringList(const QmdbStringList& other) : QmdbList() {
+  *this = other;
+}
 
 QmdbStringList& QmdbStringList::operator=(const QmdbStringList& other) {
   if (this == &other) return *this;
@@ -175,14 +210,26 @@ void QmdbStringList::remove() {
   unlinkCurrent();
 }
 
-void QmdbStringList::clear() { freeAll(true); }
+void QmdbStringList::clear() {
+  freeAll(true);
+}
 
-char* QmdbStringList::first() { return text(QmdbList::first()); }
+char* QmdbStringList::first() {
+  return text(QmdbList::first());
+}
 
-char* QmdbStringList::last() { return text(QmdbList::last()); }
+char* QmdbStringList::last() {
+  return text(QmdbList::last());
+}
 
-char* QmdbStringList::current() { return text(QmdbList::current()); }
+char* QmdbStringList::current() {
+  return text(QmdbList::current());
+}
 
-char* QmdbStringList::previous() { return text(QmdbList::previous()); }
+char* QmdbStringList::previous() {
+  return text(QmdbList::previous());
+}
 
-char* QmdbStringList::next() { return text(QmdbList::next()); }
+char* QmdbStringList::next() {
+  return text(QmdbList::next());
+}

@@ -81,70 +81,59 @@ TEST_F(KeyTreeTest, PutIndexStoresDefaultKeysUniqueEntriesAndRefuses) {
   Qmdb db(nullptr, QmdbFileWrite, 0, 1024);
   long i = db.addIndex("i");
   long j = db.addIndex("j");
-  long node = db.addNode(1, "gid");
-  long text = db.addString(node, "some text");
-  long bare = db.addNode(node, nullptr);
-  long pi = db.addPi(node, "target", "data");
+  long n = db.addNode(1, "gid");
+  long s = db.addString(n, "text");
+  long p = db.addPi(n, "target", "data");
+  auto str = [](long h) { return std::to_string(h); };
 
   EXPECT_EQ(db.putIndex(i, 1L, "k", false), 0);  // the database root
   EXPECT_EQ(db.putIndex(i, 0L, "k", false), 0);
-  EXPECT_EQ(db.putIndex(0L, node, "k", false), 0);
-  EXPECT_EQ(db.putIndex(i, -node, "k", false), node);
-  EXPECT_EQ(db.putIndex(i, node, "k", true), node);  // k has an entry: nothing stored
-  EXPECT_EQ(db.putIndex(i, text, "k", false), text);
-  EXPECT_EQ(db.putIndex(i, text, "k", false), text);
-  EXPECT_EQ(entries(db, i, "k"),
-            std::to_string(node) + "," + std::to_string(text) + "," + std::to_string(text));
-  EXPECT_EQ(db.putIndex(i, pi, "u", true), pi);
-  EXPECT_EQ(db.putIndex(i, node, "u", true), node);
-  EXPECT_EQ(entries(db, i, "u"), std::to_string(pi));
+  EXPECT_EQ(db.putIndex(0L, n, "k", false), 0);
+  EXPECT_EQ(db.putIndex(i, -n, "k", false), n);
+  EXPECT_EQ(db.putIndex(i, s, "k", true), s);  // k has an entry: nothing stored
+  EXPECT_EQ(db.putIndex(i, s, "k", false), s);
+  EXPECT_EQ(db.putIndex(i, s, "k", false), s);
+  EXPECT_EQ(entries(db, i, "k"), str(n) + "," + str(s) + "," + str(s));
 
-  EXPECT_EQ(db.putIndex(j, text, nullptr, false), text);
-  EXPECT_EQ(db.putIndex(j, node, nullptr, false), node);
-  EXPECT_EQ(db.putIndex(j, pi, nullptr, false), pi);
-  EXPECT_EQ(db.putIndex(j, bare, nullptr, false), 0);  // a node without gid has no key
-  EXPECT_EQ(entries(db, j, "some text"), std::to_string(text));
-  EXPECT_EQ(entries(db, j, "gid"), std::to_string(node));
-  EXPECT_EQ(entries(db, j, "target"), std::to_string(pi));
+  for (long h : {s, n, p}) EXPECT_EQ(db.putIndex(j, h, nullptr, false), h);
+  EXPECT_EQ(db.putIndex(j, db.addNode(n, nullptr), nullptr, false), 0);  // no gid, no key
+  EXPECT_EQ(entries(db, j, "text") + entries(db, j, "gid") + entries(db, j, "target"),
+            str(s) + str(n) + str(p));
 
-  // By name: a null name is the first index, an unknown one creates nothing.
-  EXPECT_EQ(db.putIndex(static_cast<const char*>(nullptr), node, "first", false), node);
-  EXPECT_EQ(entries(db, i, "first"), std::to_string(node));
+  // By name: a null name is the first index; an unknown one creates nothing.
+  EXPECT_EQ(db.putIndex(static_cast<const char*>(nullptr), n, "first", false), n);
+  EXPECT_EQ(entries(db, i, "first"), str(n));
   long size = db.getSize();
-  EXPECT_EQ(db.putIndex("nope", node, "k", false), 0);
-  EXPECT_EQ(db.putIndex("j", &db, node, "mine", false), node);  // this database: no id
-  EXPECT_EQ(entries(db, j, "mine"), std::to_string(node));
-  EXPECT_GT(db.getSize(), size);
+  EXPECT_EQ(db.putIndex("nope", n, "k", false), 0);
+  EXPECT_EQ(db.getSize(), size);
+  EXPECT_EQ(db.putIndex("j", &db, n, "mine", false), n);  // this database: no id
+  EXPECT_EQ(entries(db, j, "mine"), str(n));
 
-  // A key whose heap string does not fit in a page; the key is not there afterwards.
+  // A key must fit in one page's heap string.
   std::string huge(1024, 'h');
-  EXPECT_EQ(db.putIndex(i, node, huge.c_str(), false), 0);
-  EXPECT_EQ(entries(db, i, huge.c_str()), "");
-  std::string large(1000, 'h');
-  EXPECT_EQ(db.putIndex(i, node, large.c_str(), false), node);
-  EXPECT_EQ(entries(db, i, large.c_str()), std::to_string(node));
+  EXPECT_EQ(db.putIndex(i, n, huge.c_str(), false), 0);
+  huge.pop_back();
+  EXPECT_EQ(db.putIndex(i, n, huge.c_str(), false), n);
+  EXPECT_EQ(entries(db, i, huge.c_str()), str(n));
 
   ASSERT_TRUE(db.setUpdatable(false));
-  EXPECT_EQ(db.putIndex(i, node, "k", false), 0);
-  EXPECT_EQ(db.putIndex("i", node, nullptr, false), 0);
+  EXPECT_EQ(db.putIndex(i, n, "k", false), 0);
+  EXPECT_EQ(db.putIndex("i", n, nullptr, false), 0);
 }
 
-TEST_F(KeyTreeTest, EntriesOfOtherDatabasesComeBackWithTheirDatabase) {
+TEST_F(KeyTreeTest, KeysAndNamesAreStoredInTheInternalForm) {
   Qmdb db(nullptr, QmdbFileWrite, 0, 1024);
-  Qmdb* other = new Qmdb(nullptr, QmdbFileWrite, 0, 1024);
-  long i = db.addIndex("i");
-  long mine = db.addNode(1, "mine");
-  long theirs = other->addNode(1, "theirs");
-  EXPECT_EQ(db.putIndex(i, other, theirs, nullptr, false), theirs);  // key from the other db
-  EXPECT_EQ(db.putIndex(i, mine, "theirs", false), mine);
-  QmdbList list;
-  EXPECT_EQ(db.getIndex(&list, i, const_cast<char*>("theirs"), nullptr), 2);
-  EXPECT_EQ(list.first(), theirs);
-  EXPECT_EQ(list.db(), other);
-  EXPECT_EQ(list.next(), mine);
-  EXPECT_EQ(list.db(), nullptr);
-  other->release();  // its entries now name no live database and are skipped
-  EXPECT_EQ(entries(db, i, "theirs"), std::to_string(mine));
+  ASSERT_TRUE(db.pushCoding("LATIN1"));
+  long i = db.addIndex("caf\xe9");
+  long n = db.addNode(1, "n");
+  EXPECT_EQ(db.index("caf\xe9"), i);
+  EXPECT_STREQ(db.indexName(i), "caf\xe9");
+  EXPECT_EQ(db.putIndex("caf\xe9", n, "\xe9t\xe9", false), n);
+  QmdbStringList keys;
+  EXPECT_EQ(db.indexKeys(&keys, i), 1);
+  EXPECT_STREQ(keys.first(), "\xc3\xa9t\xc3\xa9");  // listed keys are not converted
+  EXPECT_EQ(entries(db, i, "\xe9t\xe9"), std::to_string(n));
+  EXPECT_EQ(db.getIndex(nullptr, i, &keys), 1);  // and go back in unconverted
 }
 
 }  // namespace

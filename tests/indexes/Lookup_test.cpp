@@ -12,6 +12,8 @@
 
 #include "Qmdb/Qmdb"
 #include "Qmdb/handle/Internal.h"
+#include "Qmdb/indexes/IndexEntry.h"
+#include "Qmdb/indexes/KeyNode.h"
 #include "Qmdb/objects/Records.h"
 #include "support/TestSupport.h"
 
@@ -21,6 +23,8 @@ using qmdb::handle::Internal;
 using qmdb::test::ScopedEnv;
 using qmdb::test::TempDir;
 namespace object = qmdb::objects::object;
+namespace keyNode = qmdb::indexes::keyNode;
+namespace indexEntry = qmdb::indexes::indexEntry;
 
 char* c(const char* text) {
   return const_cast<char*>(text);
@@ -166,10 +170,7 @@ TEST_F(LookupTest, LongKeysGrowTheWorkArea) {
   }
   QmdbStringList list;
   EXPECT_EQ(db.indexKeys(&list, i), 10);
-  std::vector<std::string> listed;
-  for (const char* k = list.first(); k != nullptr; k = list.next()) listed.push_back(k);
-  EXPECT_EQ(listed,
-            (std::vector<std::string>{"a", "ab", "abc", "b", "ba", "c", q, "short", x, x + "y"}));
+  EXPECT_EQ(joined(list), "a,ab,abc,b,ba,c," + q + ",short," + x + "," + x + "y");
 }
 
 TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) {
@@ -177,42 +178,43 @@ TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) 
   ScopedEnv tmpdir("TMPDIR", tmp.path().c_str());
   std::string name = tmp.file("links.qmb");
   Qmdb other(nullptr, QmdbFileWrite, 0, 1024);
+  Qmdb* gone = new Qmdb(nullptr, QmdbFileWrite, 0, 1024);
   long theirs = other.addNode(1, "theirs");
-  long i = 0;
-  long detached = 0;
   {
     Qmdb db(name.c_str(), QmdbFileWrite, 0, 1024);
     qmdb::store::Store& s = *Internal::store(db);
-    i = db.addIndex("i");
+    long i = db.addIndex("i");
     long attached = db.addNode(1, "attached");
-    detached = db.node("detached");
+    long detached = db.node("detached");
     long child = db.addNode(detached, "child");
     long grandchild = db.addString(child, "g");
-    long lone = db.node("lone");  // detached and in no index
-    ASSERT_EQ(db.putIndex(i, &other, theirs, "k", false), theirs);
-    ASSERT_EQ(db.putIndex(i, detached, "k", false), detached);
+    long lone = db.node("lone");                                        // detached and in no index
+    ASSERT_EQ(db.putIndex(i, &other, theirs, nullptr, false), theirs);  // key from `other`
+    ASSERT_EQ(db.putIndex(i, detached, "theirs", false), detached);
+    ASSERT_EQ(db.putIndex(i, gone, 60, "theirs", false), 60);
     ASSERT_EQ(db.putIndex(i, &other, theirs, "o", false), theirs);
     ASSERT_EQ(db.putIndex(i, attached, "a", false), attached);
+    gone->release();  // entries naming it are skipped from now on
     // Any non-zero link field stands for a link here; the clean-up only clears it.
     for (long h : {attached, detached, child, grandchild, lone}) object::setLink(s, h, 60);
 
     ASSERT_TRUE(db.flush(false));  // no links were made: entries survive
     QmdbList list;
-    EXPECT_EQ(db.getIndex(&list, i, c("k"), nullptr), 2);
+    EXPECT_EQ(db.getIndex(&list, i, c("theirs"), nullptr), 2);
     EXPECT_EQ(list.first(), theirs);
     EXPECT_EQ(list.db(), &other);
+    EXPECT_EQ(list.next(), detached);
+    EXPECT_EQ(list.db(), nullptr);
 
     s.linkCleanup = true;  // what making a link does
     ASSERT_TRUE(db.flush(false));
-    EXPECT_FALSE(s.linkCleanup);
     list.clear();
-    EXPECT_EQ(db.getIndex(&list, i, c("k"), nullptr), 1);
+    EXPECT_EQ(db.getIndex(&list, i, c("theirs"), nullptr), 1);
     EXPECT_EQ(list.first(), detached);
-    EXPECT_EQ(db.getIndex(nullptr, i, c("o"), nullptr), 0);
     EXPECT_EQ(db.pullIndex(nullptr, i, c("o"), nullptr), 0);  // dead entries are not collected
     QmdbStringList keys;
     EXPECT_EQ(db.indexKeys(&keys, i), 3);
-    EXPECT_EQ(joined(keys), "a,k,o");  // a key whose entries died is still listed
+    EXPECT_EQ(joined(keys), "a,o,theirs");  // keys whose entries died are still listed
     for (long h : {attached, detached, child, grandchild}) EXPECT_EQ(object::link(s, h), 0) << h;
     EXPECT_EQ(object::link(s, lone), 60);
   }
@@ -222,8 +224,33 @@ TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) 
   EXPECT_EQ(names(db, list), "attached,detached");
 }
 
-// Every handle stored under a key of the model, in key order.
-using Model = std::multimap<std::string, long>;
+TEST(DamagedIndexTest, CyclesInTheHeapEndEveryWalk) {
+  Qmdb db(nullptr, QmdbFileWrite, 0, 1024);
+  qmdb::store::Store& s = *Internal::store(db);
+  long i = db.addIndex("i");
+  long a = db.addNode(1, "a");
+  long b = db.addNode(a, "b");
+  db.putIndex(i, a, "a", false);
+  db.putIndex(i, b, "b", false);
+  db.putIndex(i, b, "b", false);
+  long nodeA = keyNode::firstChild(s, i);
+  long nodeB = keyNode::next(s, nodeA);
+  keyNode::setNext(s, nodeB, nodeA);  // siblings a, b, a, b, ...
+  long entry = keyNode::firstEntry(s, nodeB);
+  indexEntry::setNext(s, indexEntry::next(s, entry), entry);  // b's entries loop too
+  object::setNext(s, b, b);                                   // and so do a's children
+
+  EXPECT_GT(db.getIndex(nullptr, i, nullptr, nullptr), 2);
+  EXPECT_EQ(db.getIndex(nullptr, i, c("c"), nullptr), 0);
+  EXPECT_GT(db.indexKeys(nullptr, i), 2);
+  EXPECT_EQ(db.putIndex(i, a, "c", false), 0);
+  EXPECT_EQ(db.putIndex(i, a, "b", false), 0);
+  EXPECT_GT(db.findPath(nullptr, "a/*", 1, true), 1);
+  EXPECT_EQ(db.findPath(nullptr, "a/c", 1, true), 0);
+  s.linkCleanup = true;
+  EXPECT_TRUE(db.flush(false));
+  EXPECT_TRUE(db.isValid());
+}
 
 // Whether a lookup with `from` and `to` takes `key`.
 bool inRange(const std::string& key, const char* from, const char* to) {
@@ -232,36 +259,34 @@ bool inRange(const std::string& key, const char* from, const char* to) {
          (to == nullptr || *to == '\0' || key <= to || key.compare(0, strlen(to), to) == 0);
 }
 
-std::vector<long> expectedRange(const Model& model, const char* from, const char* to) {
-  std::vector<long> out;
-  for (const auto& [key, h] : model) {
-    if (inRange(key, from, to)) out.push_back(h);
-  }
-  return out;
-}
-
-std::vector<long> handles(QmdbList& list) {
-  std::vector<long> out;
-  for (long h = list.first(); h != 0; h = list.next()) out.push_back(h);
-  return out;
-}
-
 TEST(LookupRandomTest, AgreesWithAMultimapUnderEviction) {
   TempDir tmp;
   ScopedEnv tmpdir("TMPDIR", tmp.path().c_str());
   std::string name = tmp.file("random.qmb");
   std::mt19937 random(20240611);
-  const std::string alphabet = "ab\xc3z";  // one byte above 127: bytes compare unsigned
   auto randomKey = [&](unsigned maxLength) {
     std::string key;
-    for (unsigned n = random() % (maxLength + 1); n > 0; --n) key += alphabet[random() % 4];
-    return key;
+    for (unsigned n = random() % (maxLength + 1); n > 0; --n) key += "ab\xc3z"[random() % 4];
+    return key;  // with a byte above 127: keys compare unsigned
   };
-  Model model;
-  long i = 0;
+  std::multimap<std::string, long> model;  // keeps each key's handles in insertion order
+  auto modelRange = [&model](const char* from, const char* to, bool erase) {
+    std::vector<long> out;
+    for (auto it = model.begin(); it != model.end();) {
+      bool taken = inRange(it->first, from, to);
+      if (taken) out.push_back(it->second);
+      it = taken && erase ? model.erase(it) : std::next(it);
+    }
+    return out;
+  };
+  auto handles = [](QmdbList& list) {
+    std::vector<long> out;
+    for (long h = list.first(); h != 0; h = list.next()) out.push_back(h);
+    return out;
+  };
   {
     Qmdb db(name.c_str(), QmdbFileWrite, 2, 1024);
-    i = db.addIndex("random");
+    long i = db.addIndex("random");
     for (long n = 0; n < 3000; ++n) {
       std::string key = randomKey(7);
       bool unique = random() % 4 == 0;
@@ -269,59 +294,47 @@ TEST(LookupRandomTest, AgreesWithAMultimapUnderEviction) {
       ASSERT_EQ(db.putIndex(i, h, key.c_str(), unique), h);
       if (!unique || model.count(key) == 0) model.emplace(key, h);
     }
-    // Lookups, then pulls, of random keys, key lists and ranges.
+    // Lookups, then pulls, of random key lists and ranges (a range without `to`
+    // is an exact lookup of `from`).
     for (int round = 0; round < 400; ++round) {
       bool pull = round >= 300;
       QmdbList list;
       std::vector<long> expected;
-      std::set<std::string> erased;
+      long n = 0;
       if (random() % 3 == 0) {
         QmdbStringList sought;
         std::set<std::string> unique;
-        for (int k = 0; k < 3; ++k) {
-          std::string key = randomKey(4);
-          sought.add(key.c_str());
-          unique.insert(key);
-        }
+        for (int k = 0; k < 3; ++k) unique.insert(randomKey(4));
+        for (auto it = unique.rbegin(); it != unique.rend(); ++it) sought.add(it->c_str());
         for (const std::string& key : unique) {
-          for (long h : expectedRange(model, key.c_str(), nullptr)) expected.push_back(h);
-          erased.insert(key);
+          for (long h : modelRange(key.c_str(), nullptr, pull)) expected.push_back(h);
         }
-        long n = pull ? db.pullIndex(&list, i, &sought) : db.getIndex(&list, i, &sought);
-        EXPECT_EQ(n, static_cast<long>(expected.size()));
+        n = pull ? db.pullIndex(&list, i, &sought) : db.getIndex(&list, i, &sought);
       } else {
         std::string fromKey = randomKey(4);
         std::string toKey = randomKey(4);
         const char* from = random() % 4 == 0 ? nullptr : fromKey.c_str();
         const char* to = random() % 3 == 0 ? nullptr : toKey.c_str();
-        expected = expectedRange(model, from, to);
-        for (const auto& entry : model) {
-          if (inRange(entry.first, from, to)) erased.insert(entry.first);
-        }
-        long n =
-            pull ? db.pullIndex(&list, i, c(from), c(to)) : db.getIndex(&list, i, c(from), c(to));
-        EXPECT_EQ(n, static_cast<long>(expected.size()));
+        expected = modelRange(from, to, pull);
+        n = pull ? db.pullIndex(&list, i, c(from), c(to)) : db.getIndex(&list, i, c(from), c(to));
       }
+      EXPECT_EQ(n, static_cast<long>(expected.size()));
       ASSERT_EQ(handles(list), expected) << "round " << round;
-      if (pull) {
-        for (const std::string& key : erased) model.erase(key);
-      }
     }
     QmdbStringList keys;
     db.indexKeys(&keys, i);
-    std::vector<std::string> listed;
-    for (const char* k = keys.first(); k != nullptr; k = keys.next()) listed.push_back(k);
-    std::vector<std::string> modelKeys;
-    for (const auto& entry : model) {
-      if (modelKeys.empty() || modelKeys.back() != entry.first) modelKeys.push_back(entry.first);
-    }
+    std::set<std::string> modelKeys;
+    for (const auto& entry : model) modelKeys.insert(entry.first);
+    std::set<std::string> listed;
+    for (const char* k = keys.first(); k != nullptr; k = keys.next()) listed.insert(k);
     EXPECT_EQ(listed, modelKeys);
+    EXPECT_EQ(keys.length(), static_cast<long>(modelKeys.size()));
   }
-  // Everything that is left survives the save and a reopening.
+  // What is left survives the save and a reopening.
   Qmdb db(name.c_str(), QmdbFileRead, 2, 0);
   QmdbList list;
   db.getIndex(&list, c("random"), nullptr, nullptr);
-  EXPECT_EQ(handles(list), expectedRange(model, nullptr, nullptr));
+  EXPECT_EQ(handles(list), modelRange(nullptr, nullptr, false));
 }
 
 }  // namespace

@@ -83,6 +83,14 @@ TEST_P(PathSearchTest, StepsLeadWhereTheySay) {
   EXPECT_EQ(db.findPath(&list, "A//", 1, true), 1);  // only "" matches, never a missing gid
   EXPECT_EQ(list.first(), empty);
   EXPECT_NE(unnamed, empty);
+
+  // Names compare in the caller's coding, as getId gives them.
+  ASSERT_TRUE(db.pushCoding("LATIN1"));
+  long accented = db.addNode(a, "\xc9t\xe9");
+  EXPECT_EQ(db.findPath(&list, "a/\xc9T\xe9", 1, false), 1);
+  EXPECT_EQ(list.last(), accented);
+  EXPECT_EQ(db.findPath(&list, "A/\xc9t\xe9", 1, true), 1);
+  EXPECT_EQ(db.findPath(&list, "A/\xe9t\xe9", 1, false), 0);  // only A to Z fold
 }
 
 INSTANTIATE_TEST_SUITE_P(Caches, PathSearchTest,
