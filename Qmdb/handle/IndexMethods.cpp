@@ -16,6 +16,7 @@
 #include "Qmdb/handle/Internal.h"
 #include "Qmdb/handle/TextConvert.h"
 #include "Qmdb/indexes/Catalogue.h"
+#include "Qmdb/objects/Records.h"
 #include "Qmdb/indexes/KeyNode.h"
 #include "Qmdb/indexes/KeyTree.h"
 #include "Qmdb/indexes/Lookup.h"
@@ -203,7 +204,7 @@ long Qmdb::putIndex(const char* indexName, long object, const char* key, bool un
 
 long Qmdb::putIndex(long index, Qmdb* database, long object, const char* key, bool unique) {
   store::Store* s = Internal::writable(*this);
-  long h = labs(object);
+  long h = qmdb::objects::handleOf(object);
   if (s == nullptr || index == 0 || h == 0 || h == 1) return 0;
   if (key == nullptr) {
     // The object's own text, as its own database gives it.

@@ -21,7 +21,7 @@ namespace {
 
 // The child list that `parent` offers when it is a node or the database root; 0 otherwise.
 long listOf(Qmdb& db, store::Store& s, long parent) {
-  long p = labs(parent);
+  long p = qmdb::objects::handleOf(parent);
   if (db.objectType(p) != QmdbNode) return 0;
   return objects::childList(s, p);
 }
@@ -29,7 +29,7 @@ long listOf(Qmdb& db, store::Store& s, long parent) {
 // The member of `list` after which to insert: `after` itself, 0 for the front, or
 // -1 when `after` is not a member of the list.
 long positionIn(store::Store& s, long list, long after) {
-  long a = labs(after);
+  long a = qmdb::objects::handleOf(after);
   if (a == 0) return 0;
   if (a == objects::kRoot || object::parent(s, a) != list) return -1;
   return a;

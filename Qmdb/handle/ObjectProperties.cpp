@@ -28,7 +28,7 @@ bool hasName(QmdbObjectType kind) {
 enum class Property { kId, kValue, kNotation };
 
 long propertyText(Qmdb& db, store::Store& s, long o, Property property) {
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (h == 0 || h == objects::kRoot) return 0;
   QmdbObjectType kind = db.objectType(h);
   long own = object::body(s, h);
@@ -77,7 +77,7 @@ char* Qmdb::getNotation(long o) const {
 
 long Qmdb::setId(long o, const char* id) {
   store::Store* s = Internal::writable(*this);
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (s == nullptr || h == 0 || h == objects::kRoot || !hasName(objectType(h))) return 0;
   static thread_local QmCString held;
   const char* text = textIn(mp_Encoding, id, held);
@@ -95,7 +95,7 @@ long Qmdb::setGid(long o, const char* gid) { return setId(o, gid); }
 
 long Qmdb::setValue(long o, const char* value) {
   store::Store* s = Internal::writable(*this);
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (s == nullptr || h == 0 || h == objects::kRoot) return 0;
   static thread_local QmCString held;
   const char* text = textIn(mp_Encoding, value, held);
@@ -126,7 +126,7 @@ long Qmdb::setValue(long o, const char* value) {
 
 long Qmdb::setNotation(long o, const char* notation) {
   store::Store* s = Internal::writable(*this);
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (s == nullptr || objectType(h) != QmdbEntity) return 0;
   static thread_local QmCString held;
   const char* text = textIn(mp_Encoding, notation, held);

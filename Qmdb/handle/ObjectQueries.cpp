@@ -20,7 +20,7 @@ bool Qmdb::isObject(long object, QmdbObjectType type) const {
 
 QmdbObjectType Qmdb::objectType(long o) {
   qmdb::store::Store* s = Internal::usable(*this);
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (s == nullptr || h == 0) return QmdbNoObject;
   if (h == objects::kRoot) return QmdbNode;
   return static_cast<QmdbObjectType>(object::kind(*s, h));
@@ -28,7 +28,7 @@ QmdbObjectType Qmdb::objectType(long o) {
 
 QmdbEntityType Qmdb::entityType(long o) {
   qmdb::store::Store* s = Internal::usable(*this);
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (s == nullptr || objectType(h) != QmdbEntity) return QmdbNoEntityType;
   long own = object::body(*s, h);
   if (own == 0) return QmdbNoEntityType;
@@ -37,28 +37,28 @@ QmdbEntityType Qmdb::entityType(long o) {
 
 bool Qmdb::isAttached(long o) const {
   qmdb::store::Store* s = Internal::usable(*this);
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (s == nullptr || h == 0 || h == objects::kRoot) return false;
   return object::parent(*s, h) != 0;
 }
 
 long Qmdb::parent(long o) const {
   qmdb::store::Store* s = Internal::usable(*this);
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (s == nullptr || h == 0 || h == objects::kRoot) return 0;
   return objects::parentOf(*s, h);
 }
 
 long Qmdb::first(long o) const {
   qmdb::store::Store* s = Internal::usable(*this);
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (s == nullptr || const_cast<Qmdb*>(this)->objectType(h) != QmdbNode) return 0;
   return nodeRecord::firstChild(*s, objects::childList(*s, h));
 }
 
 long Qmdb::last(long o) const {
   qmdb::store::Store* s = Internal::usable(*this);
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (s == nullptr || const_cast<Qmdb*>(this)->objectType(h) != QmdbNode) return 0;
   return nodeRecord::lastChild(*s, objects::childList(*s, h));
 }
@@ -70,7 +70,7 @@ long Qmdb::next(long position, QmdbTraverseMode mode) const {
     if (position == objects::kRoot) return nodeRecord::firstChild(*s, objects::kRootRecord);
     return objects::treeStep(*s, 0, position, true);
   }
-  long h = labs(position);
+  long h = qmdb::objects::handleOf(position);
   return h == objects::kRoot ? 0 : object::next(*s, h);
 }
 
@@ -81,7 +81,7 @@ long Qmdb::previous(long position, QmdbTraverseMode mode) const {
     if (position == objects::kRoot) return nodeRecord::lastChild(*s, objects::kRootRecord);
     return objects::treeStep(*s, 0, position, false);
   }
-  long h = labs(position);
+  long h = qmdb::objects::handleOf(position);
   return h == objects::kRoot ? 0 : object::previous(*s, h);
 }
 
@@ -94,7 +94,7 @@ long stepLimit(const Qmdb& db) {
 }  // namespace
 
 long Qmdb::root(long o) const {
-  long e = labs(o);
+  long e = qmdb::objects::handleOf(o);
   if (e == 0 || e == objects::kRoot) return 0;
   for (long steps = stepLimit(*this); steps > 0; --steps) {
     long p = parent(e);
@@ -105,7 +105,7 @@ long Qmdb::root(long o) const {
 }
 
 long Qmdb::byRank(long o, long n) const {
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (n < 1 || h == 0) return 0;
   long c = first(h);
   long steps = stepLimit(*this);
@@ -117,7 +117,7 @@ long Qmdb::byRank(long o, long n) const {
 }
 
 long Qmdb::count(long o, QmdbTraverseMode mode) const {
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (h == 0) return 0;
   long total = 0;
   long steps = stepLimit(*this);
@@ -128,7 +128,7 @@ long Qmdb::count(long o, QmdbTraverseMode mode) const {
 }
 
 long Qmdb::rank(long o) const {
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (h == 0 || h == objects::kRoot) return 0;
   long r = 1;
   long steps = stepLimit(*this);
@@ -139,7 +139,7 @@ long Qmdb::rank(long o) const {
 }
 
 long Qmdb::level(long o) const {
-  long h = labs(o);
+  long h = qmdb::objects::handleOf(o);
   if (h == 0 || h == objects::kRoot) return 0;
   long l = 1;
   long steps = stepLimit(*this);

@@ -131,6 +131,13 @@ constexpr long kSize = 4 + 4 + 4;
 inline long data(Store& s, long r) { return get32(s, r + kData); }
 }  // namespace piRecord
 
+/// The object a handle names: its absolute value, or 0 for a number that no heap
+/// address can be (more than 31 bits), so that no caller's number overflows.
+inline long handleOf(long handle) {
+  if (handle < 0) return handle < -store::kHeapLimit ? 0 : -handle;
+  return handle > store::kHeapLimit ? 0 : handle;
+}
+
 /// The node record that holds the children of `parent` (a node, or 1 for the
 /// database root): the root record or the node's body.
 inline long childList(Store& s, long parent) { return parent == kRoot ? kRootRecord : object::body(s, parent); }

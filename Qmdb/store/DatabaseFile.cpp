@@ -15,8 +15,9 @@ namespace qmdb::store {
 
 namespace {
 
-// Page sizes above this are refused as arguments: every frame is one allocation.
-constexpr long kMaximumPageSize = 1L << 30;
+// Page sizes above this are refused, as arguments and in files: every frame is
+// one allocation of a page.
+constexpr long kMaximumPageSize = 1L << 26;
 
 void warnIllegal(Store& store, const char* name, const char* value, int32_t fallback) {
   report(store, kWarning, "ILLEGALVALUE", kMsgIllegalValue, name, value, fallback);
@@ -88,6 +89,13 @@ void acceptFile(Store& store, FILE* file) {
   int32_t pageSize = header::pageSize(h);
   int32_t heapTop = header::heapTop(h);
   if (pageSize < kMinimumPageSize || pageSize > kMaximumPageSize || heapTop < kHeaderSize) {
+    QmCFileClose(file);
+    report(store, kFatalError, "INCOMPLETEFILE", kMsgIncompleteFile, name);
+    return;
+  }
+  // Every save leaves the file exactly heap top bytes long; a shorter file was
+  // cut off or never completely written, and its missing pages cannot be read.
+  if (fseek(file, 0, SEEK_END) != 0 || ftell(file) < heapTop) {
     QmCFileClose(file);
     report(store, kFatalError, "INCOMPLETEFILE", kMsgIncompleteFile, name);
     return;

@@ -109,8 +109,14 @@ TEST_F(DatabaseTest, EveryOpenFailureHasItsCodeAndMessage) {
     expectFailed(db, d.code, d.message + bad);
   }
   writeFile(bad, std::vector<uint8_t>(good.begin(), good.begin() + 39));
+  {
+    Qmdb db(bad.c_str(), QmdbFileRead);
+    expectFailed(db, "ILLEGALQMB", "Cannot load illegal QMB file: " + bad);
+  }
+  // A file cut short of its heap top cannot give back its last pages.
+  writeFile(bad, std::vector<uint8_t>(good.begin(), good.begin() + 50));
   Qmdb db(bad.c_str(), QmdbFileRead);
-  expectFailed(db, "ILLEGALQMB", "Cannot load illegal QMB file: " + bad);
+  expectFailed(db, "INCOMPLETEFILE", "Cannot load incomplete QMB file: " + bad);
 }
 
 TEST_F(DatabaseTest, ModesWithoutANameAndUnknownModes) {
