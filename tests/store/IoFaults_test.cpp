@@ -1,0 +1,142 @@
+// Failing file operations: every open, seek, read, write and flush of a
+// realistic session is made to fail in turn. Each failure must be reported
+// with its code and message and leave the database unusable; the session goes
+// on without a crash; and the file left behind either opens (and can be
+// walked) or is refused with a clear error.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+
+#include "Qmdb/Qmdb"
+#include "Qmencoding/QmCFile.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using qmdb::test::ScopedEnv;
+using qmdb::test::TempDir;
+using qmdb::test::renderChildren;
+
+bool startsWith(const std::string& s, const char* prefix) { return s.rfind(prefix, 0) == 0; }
+bool endsWith(const std::string& s, const std::string& suffix) {
+  return s.size() >= suffix.size() && s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+// The messages a failing file operation may leave, by code.
+bool expectedReport(const std::string& code, const std::string& message) {
+  bool cannotWrite = startsWith(message, "Could not open output file '") &&
+                     (endsWith(message, "' for writing") || endsWith(message, "' for updating"));
+  if (code == "NOFILEWRITE") {
+    return cannotWrite ||
+           (startsWith(message, "Could not fwrite page ") && endsWith(message, " (disk full?)"));
+  }
+  if (code == "NOFILEOPEN") return cannotWrite || startsWith(message, "Could not open file ");
+  if (code == "NOFILESEEK") {
+    return startsWith(message, "Could not fseek page ") &&
+           (endsWith(message, " for writing") || endsWith(message, " for reading"));
+  }
+  if (code == "NOFILEREAD") return startsWith(message, "Could not fread page ");
+  if (code == "ILLEGALQMB") return startsWith(message, "Cannot load illegal QMB file: ");
+  if (code == "INCOMPLETEFILE") return startsWith(message, "Cannot load incomplete QMB file: ");
+  // The one silent failure: the first seek of an open, before anything was read.
+  return code.empty() && message.empty();
+}
+
+struct Outcome {
+  bool failed = false;  // some operation reported a failure
+  std::string code;
+  std::string message;
+  bool whileReading = false;  // it came after the file was completely saved
+  std::string reread;         // the tree read back at the end of the session
+};
+
+// Notes the first failure of `db`, checking that it is a reported file failure.
+void observe(Qmdb& db, Outcome& outcome, bool reading = false) {
+  if (db.isValid() || outcome.failed) return;
+  outcome.failed = true;
+  outcome.whileReading = reading;
+  outcome.code = db.errorCode() != nullptr ? db.errorCode() : "";
+  outcome.message = db.errorMessage() != nullptr ? db.errorMessage() : "";
+}
+
+// Builds past a cache of two small frames, saves, builds on, closes (saving),
+// reopens read-only and reads everything back.
+Outcome session(const std::string& path) {
+  Outcome outcome;
+  {
+    Qmdb db(path.c_str(), QmdbFileWrite, 2, 1024);
+    observe(db, outcome);
+    long top = db.addNode(1, "top");
+    for (int i = 0; i < 60; ++i) {
+      long item = db.addNode(top, "item");
+      db.addString(item, ("text of item " + std::to_string(i)).c_str());
+      observe(db, outcome);
+    }
+    db.flush(false);
+    observe(db, outcome);
+    for (int i = 0; i < 40; ++i) db.addString(top, "more");
+    db.flush(false);
+    observe(db, outcome);
+  }  // the closing save rewrites the header; its failure has no one to tell
+  Qmdb db(path.c_str(), QmdbFileRead, 2, 0);
+  observe(db, outcome, true);
+  outcome.reread = renderChildren(db, 1);
+  observe(db, outcome, true);
+  return outcome;
+}
+
+TEST(IoFaults, EveryFailingCallIsReportedAndLeavesAReadableOrRefusedFile) {
+  TempDir tmp;
+  ScopedEnv tmpdir("TMPDIR", tmp.path().c_str());
+  QmCFileFailAfter(LONG_MAX);  // armed but never reached: counts the calls
+  Outcome clean = session(tmp.file("clean.qmb"));
+  long calls = QmCFileCallCount();
+  QmCFileFailAfter(0);
+  ASSERT_FALSE(clean.failed);
+  ASSERT_GT(calls, 20);
+
+  int opened = 0;
+  int refused = 0;
+  for (long n = 1; n <= calls; ++n) {
+    SCOPED_TRACE("failing call " + std::to_string(n));
+    std::string path = tmp.file("db" + std::to_string(n) + ".qmb");
+    QmCFileFailAfter(n);
+    Outcome faulty = session(path);
+    QmCFileFailAfter(0);
+    if (!faulty.failed) {
+      // Only the closing save failed, after everything had been saved once.
+      EXPECT_EQ(faulty.reread, clean.reread);
+      continue;
+    }
+    EXPECT_TRUE(expectedReport(faulty.code, faulty.message))
+        << faulty.code << ": " << faulty.message;
+
+    Qmdb after(path.c_str(), QmdbFileRead, 2, 0);
+    if (!after.isValid()) {
+      ++refused;
+      ASSERT_NE(after.errorCode(), nullptr);
+      EXPECT_TRUE(expectedReport(after.errorCode(), after.errorMessage()))
+          << after.errorCode() << ": " << after.errorMessage();
+      continue;
+    }
+    ++opened;
+    if (faulty.whileReading) {
+      EXPECT_EQ(renderChildren(after, 1), clean.reread);  // reading never harms the file
+      continue;
+    }
+    // Pages evicted after a save reach the file before the next save does, so a
+    // session cut short may leave links to records past the saved heap top:
+    // they read as no object, and every walk still ends.
+    long steps = 0;
+    for (long p = after.next(1, QmdbTree); p != 0 && steps < 10000; p = after.next(p, QmdbTree)) {
+      ++steps;
+    }
+    EXPECT_LT(steps, 10000);
+    EXPECT_GE(after.count(1, QmdbTree), 0);
+  }
+  EXPECT_GT(opened, 0);
+  EXPECT_GT(refused, 0);
+}
+
+}  // namespace
