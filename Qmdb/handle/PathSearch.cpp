@@ -19,6 +19,7 @@
 #include "Qmdb/handle/Internal.h"
 #include "Qmdb/objects/Navigation.h"
 #include "Qmdb/objects/Records.h"
+#include "Qmdb/store/Allocation.h"
 #include "Qmdb/store/Messages.h"
 
 using qmdb::handle::Internal;
@@ -82,6 +83,7 @@ long Qmdb::findPath(QmdbList* list, const char* path, long start, bool caseSensi
   std::vector<long> positions;  // each step's last candidate; 0 before its first
   std::vector<long> budgets;    // navigation calls each step may still make
   try {
+    if (!store::allocationAllowed()) throw std::bad_alloc();
     size_t slots = 1;
     for (const char* p = path; *p != '\0'; ++p) slots += *p == '/' ? 1 : 0;
     steps.reserve(slots);

@@ -7,6 +7,7 @@
 #include "Qmdb/indexes/IndexEntry.h"
 #include "Qmdb/indexes/KeyNode.h"
 #include "Qmdb/indexes/KeyTree.h"
+#include "Qmdb/store/Allocation.h"
 #include "Qmdb/store/Messages.h"
 
 namespace qmdb::indexes {
@@ -240,7 +241,7 @@ class Walker {
     if (needed > capacity_) {
       size_t steps = (needed - capacity_ + kWorkAreaStep - 1) / kWorkAreaStep;
       size_t grown = capacity_ + steps * kWorkAreaStep;
-      char* area = static_cast<char*>(realloc(work_, grown));
+      char* area = static_cast<char*>(store::reallocate(work_, grown));
       if (area == nullptr) {
         free(work_);
         work_ = nullptr;

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "Qmdb/Qmdb"
+#include "Qmdb/store/Allocation.h"
 
 QmdbList::QmdbList() : count_(0), first_(nullptr), last_(nullptr), current_(nullptr) {}
 
@@ -29,7 +30,7 @@ QmdbList& QmdbList::operator=(const QmdbList& other) {
 }
 
 bool QmdbList::link(Entry* after, void* db, long value) {
-  Entry* entry = static_cast<Entry*>(malloc(sizeof(Entry)));
+  Entry* entry = static_cast<Entry*>(qmdb::store::allocate(sizeof(Entry)));
   if (entry == nullptr) return false;
   entry->database = db;
   entry->value = value;
@@ -149,7 +150,12 @@ long QmdbList::next() {
 
 namespace {
 long copyOf(const char* s) {
-  return s != nullptr ? reinterpret_cast<long>(strdup(s)) : 0;
+  if (s == nullptr) return 0;
+  size_t size = strlen(s) + 1;
+  char* copy = static_cast<char*>(qmdb::store::allocate(size));
+  if (copy == nullptr) return 0;
+  memcpy(copy, s, size);
+  return reinterpret_cast<long>(copy);
 }
 char* text(long value) {
   return reinterpret_cast<char*>(value);

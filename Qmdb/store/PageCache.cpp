@@ -9,6 +9,7 @@
 #include <new>
 #include <string>
 
+#include "Qmdb/store/Allocation.h"
 #include "Qmdb/store/Messages.h"
 #include "Qmencoding/QmCFile.h"
 
@@ -147,11 +148,12 @@ bool readPage(Store& store, Frame* frame, int32_t page) {
 }
 
 Frame* newFrame(Store& store) {
-  Frame* frame = new (std::nothrow) Frame;
-  if (frame == nullptr) return nullptr;
-  frame->data = static_cast<uint8_t*>(malloc(static_cast<size_t>(store.pageSize)));
+  void* memory = allocate(sizeof(Frame));
+  if (memory == nullptr) return nullptr;
+  Frame* frame = new (memory) Frame;
+  frame->data = static_cast<uint8_t*>(allocate(static_cast<size_t>(store.pageSize)));
   if (frame->data == nullptr) {
-    delete frame;
+    free(memory);
     return nullptr;
   }
   return frame;
@@ -159,7 +161,8 @@ Frame* newFrame(Store& store) {
 
 void deleteFrame(Frame* frame) {
   free(frame->data);
-  delete frame;
+  frame->~Frame();
+  free(frame);
 }
 
 }  // namespace

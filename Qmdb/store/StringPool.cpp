@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "Qmdb/store/Allocation.h"
+
 namespace qmdb::store {
 
 int32_t StringPool::find(const char* text) const {
@@ -11,7 +13,7 @@ int32_t StringPool::find(const char* text) const {
 }
 
 bool StringPool::add(const char* text, int32_t address) {
-  if (text == nullptr) return false;
+  if (text == nullptr || !allocationAllowed()) return false;
   try {
     names_[text] = address;
   } catch (const std::bad_alloc&) {

@@ -1,0 +1,29 @@
+#include "Qmdb/store/Allocation.h"
+
+#include <cstdlib>
+
+namespace qmdb::store {
+
+namespace {
+thread_local long allocations = 0;
+thread_local long failAt = 0;  // 0: disarmed
+thread_local bool failSticky = false;
+}  // namespace
+
+bool allocationAllowed() {
+  if (__builtin_expect(failAt == 0, 1)) return true;
+  ++allocations;
+  return !(allocations == failAt || (failSticky && allocations > failAt));
+}
+
+void* allocate(size_t size) { return allocationAllowed() ? malloc(size) : nullptr; }
+
+void* reallocate(void* p, size_t size) { return allocationAllowed() ? realloc(p, size) : nullptr; }
+
+void failAllocationAfter(long n, bool sticky) {
+  allocations = 0;
+  failAt = n > 0 ? n : 0;
+  failSticky = sticky;
+}
+
+}  // namespace qmdb::store

@@ -1,0 +1,28 @@
+// Memory for the engine's own buffers, with a seam for tests.
+//
+// Page frames, string-pool entries, result-list entries and string copies,
+// and the work areas of path search and key listing are allocated here, so
+// that a test can make the n-th allocation fail and check that the engine
+// behaves as it must when memory runs out: the cache stops growing, a name is
+// not stored, a list is left unchanged, a search reports MEMORYOVERFLOW.
+#ifndef QMDB_STORE_ALLOCATION_H
+#define QMDB_STORE_ALLOCATION_H
+
+#include <cstddef>
+
+namespace qmdb::store {
+
+/// malloc(size), or null when the seam makes this allocation fail.
+void* allocate(size_t size);
+/// realloc(p, size), or null (p untouched) when the seam makes it fail.
+void* reallocate(void* p, size_t size);
+/// Counts one allocation made by a standard container; false when it is to fail.
+bool allocationAllowed();
+
+/// Test seam: the n-th allocation from now on fails (1: the next), and with
+/// `sticky` every later one too; 0 disarms.
+void failAllocationAfter(long n, bool sticky = false);
+
+}  // namespace qmdb::store
+
+#endif
