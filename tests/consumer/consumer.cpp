@@ -8,6 +8,13 @@
 
 int main(int argc, char** argv) {
   std::string file = argc > 1 ? argv[1] : "consumer.qmb";
+  if (argc > 2) {
+    // The database the C test reads: one node under the key "k1" of index "ids".
+    Qmdb db(argv[2], QmdbFileWrite);
+    long node = db.addNode(1, "indexed");
+    long ids = db.addIndex("ids");
+    if (db.putIndex(ids, node, "k1", false) != node) return 1;
+  }
   {
     Qmdb db(file.c_str(), QmdbFileWrite, 2, 1024);
     long root = db.addNode(1, "root");

@@ -10,7 +10,12 @@ execute_process(COMMAND ${CMAKE_COMMAND} --build ${BINARY} RESULT_VARIABLE resul
 if(result)
   message(FATAL_ERROR "building the consumer failed")
 endif()
-execute_process(COMMAND ${BINARY}/consumer ${BINARY}/consumer.qmb RESULT_VARIABLE result)
+execute_process(COMMAND ${BINARY}/consumer ${BINARY}/consumer.qmb ${BINARY}/indexed.qmb
+                RESULT_VARIABLE result)
 if(result)
   message(FATAL_ERROR "the consumer failed")
+endif()
+execute_process(COMMAND ${BINARY}/flat_test ${BINARY}/indexed.qmb RESULT_VARIABLE result)
+if(result)
+  message(FATAL_ERROR "the C test of the flat interface failed")
 endif()

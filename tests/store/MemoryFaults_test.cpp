@@ -52,6 +52,7 @@ TEST_F(MemoryFaultsTest, ListsStayAsTheyWere) {
   EXPECT_FALSE(list.insert(7));
   EXPECT_EQ(list.length(), 1);
   EXPECT_EQ(list.first(), 5);
+  failAllocationAfter(0);
   QmdbStringList strings;
   strings.add("kept");
   strings.first();
