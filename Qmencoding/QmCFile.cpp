@@ -10,6 +10,7 @@
 #include "Qmencoding/QmCFile.h"
 
 #include <errno.h>
+#include <stdio_ext.h>
 
 namespace {
 
@@ -55,7 +56,11 @@ size_t QmCFileWrite(const void* buffer, size_t length, FILE* file) {
 }
 
 int QmCFileFlush(FILE* file) {
-  if (injectFault()) return EOF;
+  if (injectFault()) {
+    // As on a broken disk, what was buffered never arrives.
+    __fpurge(file);
+    return EOF;
+  }
   return fflush(file);
 }
 

@@ -1,5 +1,7 @@
 #include "Qmdb/store/DatabaseFile.h"
 
+#include <unistd.h>
+
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -7,6 +9,7 @@
 #include <new>
 
 #include "Qmdb/store/HeaderRecord.h"
+#include "Qmdb/store/Journal.h"
 #include "Qmdb/store/Messages.h"
 #include "Qmdb/store/PageCache.h"
 #include "Qmencoding/QmCFile.h"
@@ -103,6 +106,7 @@ void acceptFile(Store& store, FILE* file) {
   store.swapFile = file;
   store.pageSize = pageSize;
   store.heapTop = heapTop;
+  store.savedHeapTop = heapTop;
   store.firstIndex = header::firstIndex(h);
   store.swapPages = heapTop / pageSize + (heapTop % pageSize != 0 ? 1 : 0);
 }
@@ -161,6 +165,11 @@ void open(Store& store, const char* name, char mode, long pages, long pageSize) 
   store.hasFileName = true;
   store.named = true;
   FILE* file = nullptr;
+  if ((mode == 'r' || mode == 'u') && !journal::recover(store.fileName)) {
+    // A save was cut short and the file cannot be rolled back to the one before.
+    report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name, "updating");
+    return;
+  }
   switch (mode) {
     case 'r':
       file = QmCFileOpen(name, "rb");
@@ -190,6 +199,7 @@ void open(Store& store, const char* name, char mode, long pages, long pageSize) 
         return;
       }
       store.swapFile = file;
+      journal::discard(store);  // a journal of an earlier file of that name is void now
       if (!makePoolAndRoot(store)) store.failed = true;
       return;
     default:
@@ -199,10 +209,31 @@ void open(Store& store, const char* name, char mode, long pages, long pageSize) 
   acceptFile(store, file);
 }
 
+namespace {
+
+// Writes the magic of a file's first save, once everything else is on disk: a
+// new file that was never completely saved has no magic and is refused.
+bool writeMagic(Store& store) {
+  if (QmCFileSeek(store.swapFile, 0) != 0) {
+    report(store, kFatalError, "NOFILESEEK", kMsgSeekFailed, 0L, "writing");
+    return false;
+  }
+  if (QmCFileWrite(header::kMagicBytes, 4, store.swapFile) != 4 ||
+      QmCFileFlush(store.swapFile) != 0 || fsync(fileno(store.swapFile)) != 0) {
+    report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed, 0L);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
 long save(Store& store) {
   uint8_t* page0 = resolve(store, 0);
   if (page0 == nullptr) return -1;
+  bool firstSave = store.named && store.savedHeapTop == 0;
   header::write(page0, store.pageSize, store.heapTop, store.firstIndex);
+  if (firstSave) memset(page0 + header::kMagic, 0, 4);
   markDirty(store);
   if (store.linkCleanup) {
     if (store.clearLinks != nullptr) store.clearLinks(store);
@@ -211,11 +242,18 @@ long save(Store& store) {
   long written = writeAllDirty(store);
   if (written < 0) return -1;
   // The save is complete only when it is on disk, not in stdio's buffer.
-  if (store.swapFile != nullptr && QmCFileFlush(store.swapFile) != 0) {
+  if (store.swapFile != nullptr &&
+      (QmCFileFlush(store.swapFile) != 0 || (store.named && fsync(fileno(store.swapFile)) != 0))) {
     report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed,
            static_cast<long>((store.heapTop - 1) / store.pageSize));
     return -1;
   }
+  if (firstSave) {
+    if (!writeMagic(store)) return -1;
+    page0 = resolve(store, 0);
+    if (page0 != nullptr) memcpy(page0 + header::kMagic, header::kMagicBytes, 4);
+  }
+  journal::commit(store);
   return written;
 }
 
@@ -259,6 +297,7 @@ bool clear(Store& store) {
              "writing");
       return false;
     }
+    journal::discard(store);
   } else if (store.hasFileName) {
     remove(store.fileName.c_str());
     store.fileName.clear();

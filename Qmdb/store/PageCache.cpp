@@ -10,6 +10,7 @@
 #include <string>
 
 #include "Qmdb/store/Allocation.h"
+#include "Qmdb/store/Journal.h"
 #include "Qmdb/store/Messages.h"
 #include "Qmencoding/QmCFile.h"
 
@@ -114,7 +115,9 @@ std::string makeTemporaryName() {
 
 // Writes the frame's page below the heap top; reports and fails on any error.
 bool writePage(Store& store, Frame* frame, int openMessage) {
+  if (store.failed) return false;
   if (!ensureSwapFile(store, openMessage)) return false;
+  if (!journal::protectPage(store, frame->page)) return false;
   long position = static_cast<long>(frame->page) * store.pageSize;
   if (QmCFileSeek(store.swapFile, position) != 0) {
     report(store, kFatalError, "NOFILESEEK", kMsgSeekFailed, static_cast<long>(frame->page),
@@ -195,7 +198,9 @@ uint8_t* resolveMiss(Store& store, long address) {
     report(store, kFatalBug, "CANNOTHAPPEN", kMsgNegativeAddress, address);
     return nullptr;
   }
-  if (address > kHeapLimit) return nullptr;
+  // After a failed file operation nothing more reaches the file: the rest of
+  // an operation that was cut short must not write over what was saved.
+  if (address > kHeapLimit || store.failed) return nullptr;
   int32_t page = static_cast<int32_t>(address / store.pageSize);
   long offset = address % store.pageSize;
 

@@ -81,6 +81,11 @@ struct Store {
   bool readOnly = false;  ///< refuses every modification
   bool changed = false;   ///< modified since hasChanged() last asked
 
+  // Rollback journal (Journal.h).
+  int32_t savedHeapTop = 0;     ///< the file's length at the last save; 0 for a new file
+  std::vector<bool> journaled;  ///< pages whose saved bytes are in the journal
+  FILE* journal = nullptr;      ///< the open journal, while a save is pending
+
   std::unique_ptr<StringPool> pool;  ///< null while read-only (never made)
 
   // Error state and tracing.

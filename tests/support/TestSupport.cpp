@@ -15,21 +15,20 @@
 namespace qmdb::test {
 
 std::string renderTree(::Qmdb& db, long object) {
-  const char* id = db.getId(object);
+  // Texts are copied at once: with a small cache the next call may reuse their frame.
+  auto copy = [](const char* text, const char* absent) { return std::string(text != nullptr ? text : absent); };
   switch (db.objectType(object)) {
     case QmdbNode: {
-      std::string out = id != nullptr ? id : "#";
+      std::string out = copy(db.getId(object), "#");
       if (db.first(object) != 0) out += "(" + renderChildren(db, object) + ")";
       return out;
     }
-    case QmdbString: {
-      const char* value = db.getValue(object);
-      return "'" + std::string(value != nullptr ? value : "") + "'";
-    }
+    case QmdbString:
+      return "'" + copy(db.getValue(object), "") + "'";
     case QmdbEntity:
-      return "&" + std::string(id != nullptr ? id : "");
+      return "&" + copy(db.getId(object), "");
     case QmdbPi:
-      return "?" + std::string(id != nullptr ? id : "");
+      return "?" + copy(db.getId(object), "");
     default:
       return "<dead>";
   }
