@@ -1,0 +1,26 @@
+// The cold walk: runs this program again as `walk PEER FILE`, so that the
+// walk starts in a fresh process, and collects what the child reports.
+#ifndef QMDB_BENCH_COLDWALK_H
+#define QMDB_BENCH_COLDWALK_H
+
+#include <cstdint>
+#include <string>
+
+namespace bench {
+
+struct WalkReport {
+  uint64_t checksum = 0;
+  uint64_t objects = 0;
+  double seconds = 0;  ///< open (and parse) plus walk, measured in the child
+  long peakRssKb = 0;  ///< the child's VmHWM (peak resident set)
+};
+
+/// Spawns `self walk peer path` and parses its report; throws when the child fails.
+WalkReport runColdWalk(const std::string& self, const std::string& peer, const std::string& path);
+
+/// The child's side: walks and prints the report line; the process exit code.
+int walkCommand(const std::string& peer, const std::string& path);
+
+}  // namespace bench
+
+#endif

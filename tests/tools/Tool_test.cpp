@@ -1,0 +1,320 @@
+// The qmdb command-line tool, driven as a user drives it: arguments in, exit
+// status and output out, on documents and databases in a temporary directory.
+// Round trips are compared in canonical XML form (xmllint --c14n).
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace qmdb::test {
+namespace {
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string err;
+};
+
+std::string quote(const std::string& text) {
+  std::string quoted = "'";
+  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+std::string asText(const std::vector<uint8_t>& bytes) {
+  return std::string(bytes.begin(), bytes.end());
+}
+
+void writeText(const std::string& path, const std::string& text) {
+  writeFile(path, std::vector<uint8_t>(text.begin(), text.end()));
+}
+
+// Runs a shell command line in the directory; a sanitizer report gets an exit
+// status of its own.
+Outcome shell(const TempDir& dir, const std::string& command) {
+  std::string errFile = dir.file(".stderr");
+  std::string line = "cd " + quote(dir.path()) +
+                     " && export ASAN_OPTIONS=exitcode=86 UBSAN_OPTIONS=exitcode=87 && " + command +
+                     " 2>" + quote(errFile);
+  FILE* pipe = popen(line.c_str(), "r");
+  std::string out;
+  char buffer[4096];
+  for (size_t got; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, got);
+  int status = pclose(pipe);
+  Outcome run{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), out, ""};
+  run.err = asText(readFile(errFile));
+  remove(errFile.c_str());
+  return run;
+}
+
+Outcome tool(const TempDir& dir, const std::string& args) {
+  return shell(dir, quote(QMDB_TOOL_PATH) + " " + args);
+}
+
+// The canonical form of an XML file, comments included.
+std::string canonical(const TempDir& dir, const std::string& file) {
+  Outcome run = shell(dir, "xmllint --c14n " + quote(file));
+  EXPECT_EQ(run.status, 0) << file << ": " << run.err;
+  return run.out;
+}
+
+bool haveXmllint() {
+  return system("xmllint --version >/dev/null 2>&1") == 0;
+}
+
+// Output lines with the handle (the first field) replaced by '#'.
+std::string withoutHandles(const std::string& out) {
+  std::string result;
+  for (size_t begin = 0, end; begin < out.size(); begin = end + 1) {
+    end = out.find('\n', begin);
+    size_t tab = out.find('\t', begin);
+    result += "#" + out.substr(tab, end + 1 - tab);
+  }
+  return result;
+}
+
+struct Document {
+  const char* name;
+  std::string xml;
+  const char* options;
+};
+
+TEST(Tool, RoundTripKeepsCanonicalForm) {
+  if (!haveXmllint()) GTEST_SKIP() << "xmllint is not installed";
+  std::string sample = std::string(__FILE__).substr(0, std::string(__FILE__).rfind("/tests/")) +
+                       "/examples/sample.xml";
+  std::string longText;
+  for (int i = 0; i < 400; ++i) longText += "line " + std::to_string(i) + " \xc3\xa6\xc3\xb8\n";
+  const std::vector<Document> documents = {
+      {"mixed", "<a>one <b>two <i>three</i></b> four<c/><d></d>&#65;&#x263A;<![CDATA[<x>&]]></a>",
+       ""},
+      {"escapes",
+       "<r x=\"&lt;&amp;&gt;&quot;'\" y=\"tab&#9;nl&#10;cr&#13;end\" z='say \"hi\"'>"
+       "a &lt; b &amp;&amp; c &gt; d, cr&#13;here, ]]&gt;</r>",
+       ""},
+      {"pis", "<?top first?>\n<doc><?inner data with spaces ?><?empty?><e/></doc>\n<?tail x?>", ""},
+      {"utf8",
+       "<t lang=\"\xe6\x97\xa5\xe6\x9c\xac\">\xc3\x86sop \xe2\x80\x94 \xf0\x9f\xa6\x8a "
+       "&#x1F98A; \xce\xb1\xce\xb2\xce\xb3</t>",
+       ""},
+      {"latin1",
+       "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<p n=\"\xe9t\xe9\">Caf\xe9 "
+       "cr\xe8me \xe0 \xbd prix, na\xefve &#233;</p>",
+       ""},
+      {"comments", "<!-- before -->\n<k><!-- inside --><l>x<!--z-->y</l></k>\n<!-- after -->",
+       "--comments"},
+      {"namespaces", "<n:a xmlns:n=\"urn:n\" xmlns=\"urn:d\"><b n:at=\"1\"><n:c/></b></n:a>", ""},
+      {"long", "<big>" + longText + "</big>", ""},
+      {"sample", asText(readFile(sample)), "--comments"},
+  };
+  TempDir dir;
+  for (const Document& doc : documents) {
+    SCOPED_TRACE(doc.name);
+    std::string name = doc.name;
+    writeText(dir.file(name + ".xml"), doc.xml);
+    // A small page size makes the long text span several strings.
+    Outcome import = shell(dir, "QMPAGESIZE=1024 " + quote(QMDB_TOOL_PATH) + " import " + name +
+                                    ".xml " + name + ".qmb " + doc.options);
+    ASSERT_EQ(import.status, 0) << import.err;
+    Outcome exported = tool(dir, "export " + name + ".qmb " + name + ".out.xml");
+    ASSERT_EQ(exported.status, 0) << exported.err;
+    std::string expected = canonical(dir, name + ".xml");
+    EXPECT_FALSE(expected.empty());
+    EXPECT_EQ(canonical(dir, name + ".out.xml"), expected);
+    EXPECT_EQ(asText(readFile(dir.file(name + ".out.xml")))
+                  .rfind("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n", 0),
+              0u);
+  }
+  EXPECT_EQ(tool(dir, "export mixed.qmb").out, asText(readFile(dir.file("mixed.out.xml"))));
+  // 5490 bytes of text in strings of at most 1023 bytes each; none for the
+  // newlines between top-level items.
+  EXPECT_NE(tool(dir, "stats long.qmb").out.find("\nstrings      6\n"), std::string::npos);
+  EXPECT_NE(tool(dir, "stats pis.qmb").out.find("\nstrings      0\n"), std::string::npos);
+
+  // Without --comments the comments are dropped, the rest kept.
+  ASSERT_EQ(tool(dir, "import comments.xml plain.qmb").status, 0);
+  EXPECT_EQ(tool(dir, "export plain.qmb").out,
+            "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<k><l>xy</l></k>\n");
+}
+
+TEST(Tool, FailedImportLeavesNothingBehind) {
+  TempDir dir;
+  writeText(dir.file("bad.xml"), "<a>\n  <b></a>\n");
+  Outcome run = tool(dir, "import bad.xml new.qmb");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "qmdb: bad.xml:2:8: mismatched tag\n");
+  EXPECT_EQ(dir.list(), std::vector<std::string>{"bad.xml"});
+
+  // An existing database stays as it was.
+  writeText(dir.file("good.xml"), "<a>fine</a>");
+  ASSERT_EQ(tool(dir, "import good.xml db.qmb").status, 0);
+  std::vector<uint8_t> before = readFile(dir.file("db.qmb"));
+  EXPECT_EQ(tool(dir, "import bad.xml db.qmb").status, 1);
+  EXPECT_EQ(readFile(dir.file("db.qmb")), before);
+
+  // So does one whose import the library refuses: a value longer than a page.
+  writeText(dir.file("wide.xml"), "<a v=\"" + std::string(2000, 'v') + "\"/>");
+  run = shell(dir, "QMPAGESIZE=1024 " + quote(QMDB_TOOL_PATH) + " import wide.xml db.qmb");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err.rfind("qmdb: db.qmb: cannot store the attribute v (line 1)", 0), 0u) << run.err;
+  EXPECT_EQ(readFile(dir.file("db.qmb")), before);
+  EXPECT_EQ(dir.list(), (std::vector<std::string>{"bad.xml", "db.qmb", "good.xml", "wide.xml"}));
+}
+
+TEST(Tool, ReportsMissingFilesAndWrongArguments) {
+  TempDir dir;
+  Outcome run = tool(dir, "import missing.xml x.qmb");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "qmdb: missing.xml: No such file or directory\n");
+  EXPECT_TRUE(dir.list().empty());
+  for (const char* command : {"export", "tree", "stats", "check", "indexes"}) {
+    run = tool(dir, std::string(command) + " missing.qmb");
+    EXPECT_EQ(run.status, 1) << command;
+    EXPECT_EQ(run.err.rfind("qmdb: missing.qmb: cannot open database: NOFILEOPEN: ", 0), 0u)
+        << command << ": " << run.err;
+  }
+  EXPECT_EQ(tool(dir, "").status, 2);
+  EXPECT_EQ(tool(dir, "frobnicate x").status, 2);
+  EXPECT_EQ(tool(dir, "import only.xml").status, 2);
+  EXPECT_EQ(tool(dir, "find db.qmb path --bogus").status, 2);
+  EXPECT_EQ(tool(dir, "index db.qmb name path --key attr").status, 2);
+  run = tool(dir, "--help");
+  EXPECT_EQ(run.status, 0);
+  for (const char* command : {"import", "export", "tree", "find", "index", "lookup", "keys",
+                              "indexes", "stats", "check"}) {
+    EXPECT_NE(run.out.find(std::string("qmdb ") + command + " "), std::string::npos) << command;
+  }
+  run = tool(dir, "import --help");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_NE(run.out.find("type code 1 and class code 1"), std::string::npos);
+  EXPECT_NE(run.out.find("\"#comment\""), std::string::npos);
+}
+
+TEST(Tool, FindsIndexesAndLooksUp) {
+  TempDir dir;
+  writeText(dir.file("zoo.xml"),
+            "<zoo><animal id=\"b2\" kind=\"bird\">Owl</animal><animal id=\"a1\" kind=\"cat\">Ly"
+            "nx\nof the north</animal><Animal id=\"c3\">Wolf</Animal><?feed at=\"noon\"?></zoo>");
+  std::string db = "zoo.qmb";
+  ASSERT_EQ(tool(dir, "import zoo.xml zoo.qmb").out,
+            "zoo.qmb: 4 elements, 3 texts, 5 attributes, 1 pis\n");
+
+  EXPECT_EQ(withoutHandles(tool(dir, "find " + db + " zoo/animal").out),
+            "#\tnode\tanimal\tOwl\n#\tnode\tanimal\tLynx of the north\n");
+  EXPECT_EQ(withoutHandles(tool(dir, "find " + db + " zoo/ANIMAL -i").out),
+            "#\tnode\tanimal\tOwl\n#\tnode\tanimal\tLynx of the north\n#\tnode\tAnimal\tWolf\n");
+  EXPECT_EQ(withoutHandles(tool(dir, "find " + db + " .../Animal/*").out), "#\tstring\t-\tWolf\n");
+  EXPECT_EQ(withoutHandles(tool(dir, "find " + db + " zoo/feed").out),
+            "#\tpi\tfeed\tat=\"noon\"\n");
+  Outcome none = tool(dir, "find " + db + " zoo/nothing");
+  EXPECT_EQ(none.status, 0);
+  EXPECT_EQ(none.out, "");
+
+  EXPECT_EQ(tool(dir, "tree " + db).out,
+            "zoo\n  animal id=\"b2\" kind=\"bird\"\n    \"Owl\"\n"
+            "  animal id=\"a1\" kind=\"cat\"\n    \"Lynx\\nof the north\"\n"
+            "  Animal id=\"c3\"\n    \"Wolf\"\n  <?feed at=\"noon\"?>\n");
+  EXPECT_EQ(tool(dir, "tree " + db + " zoo/Animal").out, "Animal id=\"c3\"\n  \"Wolf\"\n");
+  writeText(dir.file("indented.xml"), "<a>\n <b/>\n</a>");
+  ASSERT_EQ(tool(dir, "import indented.xml indented.qmb").status, 0);
+  EXPECT_EQ(tool(dir, "tree indented.qmb").out, "a\n  b\n");
+  EXPECT_EQ(tool(dir, "tree indented.qmb --whitespace").out, "a\n  \"\\n \"\n  b\n  \"\\n\"\n");
+
+  EXPECT_EQ(tool(dir, "index " + db + " kinds zoo/* --key @kind").out,
+            "kinds: 2 indexed, 2 skipped (no attribute kind)\n");
+  EXPECT_EQ(tool(dir, "index " + db + " ids zoo/* --key @id").out,
+            "ids: 3 indexed, 1 skipped (no attribute id)\n");
+  EXPECT_EQ(tool(dir, "index " + db + " names .../*").out,
+            "names: 8 indexed, 0 skipped (no text)\n");
+  EXPECT_EQ(tool(dir, "keys " + db + " ids").out, "a1\nb2\nc3\n");
+  EXPECT_EQ(tool(dir, "keys " + db + " names").out,
+            "Animal\nLynx\nof the north\nOwl\nWolf\nanimal\nfeed\nzoo\n");
+  EXPECT_EQ(withoutHandles(tool(dir, "lookup " + db + " ids b2").out), "#\tnode\tanimal\tOwl\n");
+  EXPECT_EQ(withoutHandles(tool(dir, "lookup " + db + " ids a b").out),
+            "#\tnode\tanimal\tLynx of the north\n#\tnode\tanimal\tOwl\n");
+  EXPECT_EQ(tool(dir, "lookup " + db + " ids zz").out, "");
+  EXPECT_EQ(tool(dir, "indexes " + db).out, "kinds\t2\nids\t3\nnames\t7\n");
+  Outcome missing = tool(dir, "lookup " + db + " colours red");
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_NE(missing.err.find("no index named 'colours'"), std::string::npos);
+
+  Outcome stats = tool(dir, "stats " + db);
+  EXPECT_EQ(stats.status, 0);
+  for (const char* line : {"nodes        4\n", "strings      3\n", "pis          1 (0 of them",
+                           "attributes   5\n", "indexes      3\n  kinds\t2 keys\n"}) {
+    EXPECT_NE(stats.out.find(line), std::string::npos) << line << stats.out;
+  }
+  EXPECT_EQ(tool(dir, "check " + db).out, "zoo.qmb: ok (8 objects, 3 indexes)\n");
+}
+
+TEST(Tool, CheckFindsTruncatedAndCorruptedFiles) {
+  TempDir dir;
+  std::string xml = "<list>";
+  for (int i = 0; i < 300; ++i) {
+    xml += "<item n=\"" + std::to_string(i) + "\"><v>" + std::to_string(i * 7) + "</v></item>";
+  }
+  writeText(dir.file("list.xml"), xml + "</list>");
+  ASSERT_EQ(tool(dir, "import list.xml list.qmb").status, 0);
+  ASSERT_EQ(tool(dir, "index list.qmb n list/item --key @n").status, 0);
+  Outcome good = tool(dir, "check list.qmb");
+  EXPECT_EQ(good.status, 0);
+  EXPECT_EQ(good.out, "list.qmb: ok (901 objects, 1 indexes)\n");
+
+  std::vector<uint8_t> bytes = readFile(dir.file("list.qmb"));
+  ASSERT_GT(bytes.size(), 4000u);
+  writeFile(dir.file("short.qmb"), std::vector<uint8_t>(bytes.begin(), bytes.end() - 100));
+  Outcome truncated = tool(dir, "check short.qmb");
+  EXPECT_EQ(truncated.status, 1);
+  EXPECT_NE((truncated.out + truncated.err).find("short.qmb: "), std::string::npos);
+  std::vector<uint8_t> longer = bytes;
+  longer.resize(bytes.size() + 100);
+  writeFile(dir.file("long.qmb"), longer);
+  Outcome extended = tool(dir, "check long.qmb");
+  EXPECT_EQ(extended.status, 1);
+  EXPECT_EQ(extended.out, "long.qmb: problem: the file has " + std::to_string(longer.size()) +
+                              " bytes, the header says " + std::to_string(bytes.size()) + "\n");
+
+  std::vector<uint8_t> damaged = bytes;
+  std::fill(damaged.begin() + damaged.size() / 2, damaged.begin() + damaged.size() / 2 + 512, 0xFF);
+  writeFile(dir.file("bad.qmb"), damaged);
+  Outcome corrupted = tool(dir, "check bad.qmb");
+  EXPECT_EQ(corrupted.status, 1) << corrupted.err;
+  EXPECT_NE(corrupted.out.find("bad.qmb: problem: "), std::string::npos) << corrupted.out;
+
+  // A middle item whose parent field names the first item's node record: its
+  // sibling links are sound, so only the parent test can see it.
+  std::string items = tool(dir, "find list.qmb list/item").out;
+  long first = std::stol(items), second = std::stol(items.substr(items.find('\n') + 1));
+  damaged = bytes;
+  int32_t firstRecord = word(bytes, static_cast<size_t>(first) + 16);
+  for (int i = 0; i < 4; ++i)
+    damaged[second + 8 + i] = static_cast<uint8_t>(firstRecord >> (8 * i));
+  writeFile(dir.file("bad.qmb"), damaged);
+  EXPECT_EQ(tool(dir, "check bad.qmb").out,
+            "bad.qmb: problem: object " + std::to_string(second) + " names " +
+                std::to_string(first) + " as its parent, but it is in the list of node 60\n");
+
+  // Smaller damage anywhere past the header: a verdict, never a crash; the
+  // commands that read the tree fail cleanly or work.
+  for (size_t offset = 40; offset + 16 < bytes.size(); offset += bytes.size() / 17) {
+    for (uint8_t fill : {0x00, 0x5A}) {
+      damaged = bytes;
+      std::fill(damaged.begin() + offset, damaged.begin() + offset + 16, fill);
+      writeFile(dir.file("bad.qmb"), damaged);
+      Outcome run = tool(dir, "check bad.qmb");
+      EXPECT_TRUE(run.status == 0 || run.status == 1) << offset << " " << run.status << run.err;
+      EXPECT_EQ(run.status == 1, run.out.find("problem: ") != std::string::npos) << run.out;
+      for (const char* reader : {"tree bad.qmb", "export bad.qmb"}) {
+        run = tool(dir, reader);
+        EXPECT_TRUE(run.status == 0 || run.status == 1) << reader << " " << offset << run.err;
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qmdb::test

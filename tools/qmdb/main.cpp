@@ -1,0 +1,141 @@
+// qmdb: the command-line tool over Qmdb databases. main dispatches on the
+// first argument to one function per command; usage() lists the commands and
+// `qmdb COMMAND --help` explains one. Exit codes: 0 done, 1 failed, 2 misused.
+#include "Tool.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace qmdbtool {
+namespace {
+
+struct Command {
+  const char* name;
+  int (*run)(const Args&);
+  const char* synopsis;
+  const char* help;
+};
+
+const Command kCommands[] = {
+    {"import", importCommand, "import DOC.xml DB.qmb [--comments]",
+     "Parses the XML document DOC.xml and stores it as the new database DB.qmb\n"
+     "(an existing DB.qmb is replaced, but only once the import has succeeded).\n"
+     "Elements become nodes with their gid and their attributes in document\n"
+     "order; every attribute gets type code 1 and class code 1. Character data\n"
+     "becomes strings (adjacent data, CDATA sections and references included, is\n"
+     "one string; a text too long for one heap page is split into several\n"
+     "strings). Processing instructions become pis (target, data). The XML\n"
+     "declaration, a DOCTYPE and whitespace outside the root element are not\n"
+     "stored. The encoding that the document declares is honoured; the database\n"
+     "holds UTF-8. Namespace prefixes and xmlns attributes are kept as written.\n"
+     "\n"
+     "  --comments  keep comments, as pis with the target \"#comment\" and the\n"
+     "              comment's text as data (export writes them back as comments)\n"
+     "\n"
+     "Malformed XML is reported as FILE:LINE:COLUMN: MESSAGE and leaves no\n"
+     "database behind. A progress bar is shown on a terminal for inputs over 4 MB."},
+    {"export", exportCommand, "export DB.qmb [OUT.xml]",
+     "Writes the document of DB.qmb as UTF-8 XML to OUT.xml, or to standard output.\n"
+     "Nodes become elements (an empty one as <a/>), with their attributes in list\n"
+     "order; strings become text; pis become <?target data?>, and pis with the\n"
+     "target \"#comment\" become comments. An entity is written as its value; a\n"
+     "node without a gid as its content alone."},
+    {"tree", treeCommand, "tree DB.qmb [PATH] [--whitespace]",
+     "Prints an indented outline of the document, or of each object that PATH\n"
+     "finds from the database root: nodes as their gid and attributes\n"
+     "(name=\"value\"), strings in quotes, pis as <?target data?>, comments as\n"
+     "<!--text-->, entities as &name;=\"value\". Texts are cut after 60\n"
+     "characters with \"...\"; newlines show as \\n. PATH is as for find.\n"
+     "\n"
+     "  --whitespace  show the strings of whitespace alone too (the indentation\n"
+     "                between elements), which are left out by default"},
+    {"find", findCommand, "find DB.qmb PATH [-i]",
+     "Prints one line for each object that PATH leads to from the database root:\n"
+     "handle, kind (node, string, entity, pi), name (gid, entity name or pi target;\n"
+     "\"-\" for none) and a short text (for a node, the texts below it with the\n"
+     "whitespace collapsed), separated by tabs. A path is steps separated by '/':\n"
+     "a name (children with that gid), \"*\" (every child), \".\" (the object\n"
+     "itself), \"..\" (its parent) and \"...\" (the object and everything below\n"
+     "it), e.g. \"guide/group/species/name\" or \".../name\". Finding nothing\n"
+     "prints nothing and is not an error (exit status 0).\n"
+     "\n"
+     "  -i  compare names ignoring the case of ASCII letters"},
+    {"index", indexCommand, "index DB.qmb NAME PATH [--key @ATTR]",
+     "Stores every object that PATH finds in the index NAME of DB.qmb, making the\n"
+     "index when it does not exist yet: under the value of its attribute ATTR\n"
+     "with --key @ATTR (objects without that attribute are skipped), or else\n"
+     "under its own text (a node's gid, a string's text, a pi's target). Prints\n"
+     "how many objects were indexed and skipped. Indexing the same objects again\n"
+     "stores them again."},
+    {"lookup", lookupCommand, "lookup DB.qmb NAME KEY [TO]",
+     "Prints, like find, the objects stored in the index NAME under KEY, or with\n"
+     "TO under every key from KEY up to the keys that begin with TO, in key order."},
+    {"keys", keysCommand, "keys DB.qmb NAME",
+     "Prints the keys of the index NAME, one a line, in byte order."},
+    {"indexes", indexesCommand, "indexes DB.qmb",
+     "Prints one line per index of DB.qmb: its name and its number of keys,\n"
+     "separated by a tab."},
+    {"stats", statsCommand, "stats DB.qmb",
+     "Prints the file size, page size and heap size of DB.qmb, the number of\n"
+     "objects of each kind and of attributes in the document (objects that are\n"
+     "not in the tree are not counted), and the indexes with their key counts."},
+    {"check", checkCommand, "check DB.qmb",
+     "Verifies DB.qmb: its header, every object of the document tree and its\n"
+     "links, the attribute lists, and that every index entry names a live object.\n"
+     "Prints each problem as \"DB.qmb: problem: ...\" and exits with 1, or prints\n"
+     "\"DB.qmb: ok (N objects, M indexes)\" and exits with 0."},
+};
+
+const Command* findCommandByName(const char* name) {
+  for (const Command& command : kCommands) {
+    if (strcmp(command.name, name) == 0) return &command;
+  }
+  return nullptr;
+}
+
+void usage(FILE* out) {
+  fprintf(out, "usage: qmdb COMMAND ARGUMENTS...\n\ncommands:\n");
+  for (const Command& command : kCommands) fprintf(out, "  qmdb %s\n", command.synopsis);
+  fprintf(out,
+          "\n'qmdb COMMAND --help' explains a command. Exit status: 0 done, 1 failed,\n"
+          "2 wrong arguments.\n");
+}
+
+}  // namespace
+
+int usageError(const char* command, const std::string& message) {
+  fprintf(stderr, "qmdb %s: %s\n", command, message.c_str());
+  if (const Command* found = findCommandByName(command)) {
+    fprintf(stderr, "usage: qmdb %s\n", found->synopsis);
+  }
+  return kUsage;
+}
+
+}  // namespace qmdbtool
+
+int main(int argc, char** argv) {
+  using namespace qmdbtool;
+  if (argc < 2) {
+    usage(stderr);
+    return kUsage;
+  }
+  const char* name = argv[1];
+  if (strcmp(name, "--help") == 0 || strcmp(name, "-h") == 0 || strcmp(name, "help") == 0) {
+    usage(stdout);
+    return kOk;
+  }
+  const Command* command = findCommandByName(name);
+  if (command == nullptr) {
+    fprintf(stderr, "qmdb: unknown command '%s'\n\n", name);
+    usage(stderr);
+    return kUsage;
+  }
+  Args args(argv + 2, argv + argc);
+  for (const std::string& arg : args) {
+    if (arg == "--help" || arg == "-h") {
+      printf("usage: qmdb %s\n\n%s\n", command->synopsis, command->help);
+      return kOk;
+    }
+  }
+  return command->run(args);
+}
