@@ -8,12 +8,6 @@ namespace qmdb::edits {
 
 namespace {
 
-long reserveRecord(store::Store& s, long size) {
-  long address = store::reserve(s, size);
-  if (address != 0) s.heapTop = static_cast<int32_t>(address + size);
-  return address;
-}
-
 // Writes `a` into the field that ends the list (the first field when empty).
 bool append(store::Store& s, long list, long a) {
   long field = list + attributeList::kFirst;
@@ -28,7 +22,7 @@ bool append(store::Store& s, long list, long a) {
 }  // namespace
 
 long makeAttributeList(store::Store& s, long body) {
-  long l = reserveRecord(s, attributeList::kSize);
+  long l = store::reserveRecord(s, attributeList::kSize);
   if (l == 0) return 0;
   attributeList::setFirst(s, l, 0);
   if (body != 0) objects::body::setAttributes(s, body, l);
@@ -36,7 +30,7 @@ long makeAttributeList(store::Store& s, long body) {
 }
 
 long makeAttribute(store::Store& s, long list) {
-  long a = reserveRecord(s, attributeRecord::kSize);
+  long a = store::reserveRecord(s, attributeRecord::kSize);
   if (a == 0) return 0;
   attributeRecord::setNext(s, a, 0);
   store::put32(s, a + attributeRecord::kName, 0);

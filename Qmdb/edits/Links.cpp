@@ -5,9 +5,8 @@
 namespace qmdb::edits {
 
 long makeLinkRecord(store::Store& s, long o) {
-  long r = store::reserve(s, linkRecord::kSize);
+  long r = store::reserveRecord(s, linkRecord::kSize);
   if (r == 0) return 0;
-  s.heapTop = static_cast<int32_t>(r + linkRecord::kSize);
   linkRecord::setDatabase(s, r, 0);
   linkRecord::setObject(s, r, 0);
   if (o != 0) objects::object::setLink(s, o, r);

@@ -12,12 +12,6 @@ namespace {
 
 // Reserves `size` bytes and moves the heap top past them before anything is
 // written, so that every field write lies below the heap top.
-long reserveRecord(store::Store& s, long size) {
-  long address = store::reserve(s, size);
-  if (address != 0) s.heapTop = static_cast<int32_t>(address + size);
-  return address;
-}
-
 // Makes `node` the child after `previous`, or the first child of `parent`.
 bool linkAfter(store::Store& s, long parent, long previous, long node) {
   return previous != 0 ? keyNode::setNext(s, previous, node)
@@ -26,7 +20,7 @@ bool linkAfter(store::Store& s, long parent, long previous, long node) {
 
 // Appends a new entry (database, object) to the chain of key node `node`.
 bool appendEntry(store::Store& s, long node, uint32_t database, long object, long& budget) {
-  long entry = reserveRecord(s, indexEntry::kSize);
+  long entry = store::reserveRecord(s, indexEntry::kSize);
   if (entry == 0) return false;
   indexEntry::setNext(s, entry, 0);
   indexEntry::setDatabase(s, entry, 0);
@@ -52,7 +46,7 @@ const char* labelText(store::Store& s, long node) {
 }
 
 long makeKeyNode(store::Store& s, long label, long firstChild, long next) {
-  long node = reserveRecord(s, keyNode::kSize);
+  long node = store::reserveRecord(s, keyNode::kSize);
   if (node == 0) return 0;
   keyNode::setLabel(s, node, label);
   keyNode::setFirstEntry(s, node, 0);

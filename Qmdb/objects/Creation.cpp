@@ -6,37 +6,14 @@
 
 namespace qmdb::objects {
 
-namespace {
-
-// Reserves `size` bytes and moves the heap top past them; the address or 0.
-long reserveRecord(store::Store& s, long size) {
-  long address = store::reserve(s, size);
-  if (address != 0) s.heapTop = static_cast<int32_t>(address + size);
-  return address;
-}
-
-}  // namespace
-
 long createObjectRecord(store::Store& s) {
-  long o = reserveRecord(s, object::kSize);
-  if (o == 0) return 0;
-  object::setPrevious(s, o, 0);
-  object::setNext(s, o, 0);
-  object::setParent(s, o, 0);
-  object::setLink(s, o, 0);
-  object::setBody(s, o, 0);
-  object::setKind(s, o, QmdbNoObject);
-  return o;
+  long o = store::reserveRecord(s, object::kSize);
+  return o != 0 && object::init(s, o) ? o : 0;
 }
 
 long makeNodeRecord(store::Store& s, long o) {
-  long r = reserveRecord(s, nodeRecord::kSize);
-  if (r == 0) return 0;
-  store::put32(s, r + nodeRecord::kGid, 0);
-  store::put32(s, r + nodeRecord::kAttributes, 0);
-  nodeRecord::setFirstChild(s, r, 0);
-  nodeRecord::setLastChild(s, r, 0);
-  store::put32(s, r + nodeRecord::kOwner, static_cast<int32_t>(o));
+  long r = store::reserveRecord(s, nodeRecord::kSize);
+  if (r == 0 || !nodeRecord::init(s, r, o)) return 0;
   if (o != 0) {
     object::setKind(s, o, QmdbNode);
     object::setBody(s, o, r);
@@ -45,7 +22,7 @@ long makeNodeRecord(store::Store& s, long o) {
 }
 
 long makeEntityRecord(store::Store& s, long o) {
-  long r = reserveRecord(s, entityRecord::kSize);
+  long r = store::reserveRecord(s, entityRecord::kSize);
   if (r == 0) return 0;
   store::put32(s, r + entityRecord::kName, 0);
   store::put32(s, r + entityRecord::kAttributes, 0);
@@ -58,7 +35,7 @@ long makeEntityRecord(store::Store& s, long o) {
 }
 
 long makePiRecord(store::Store& s, long o) {
-  long r = reserveRecord(s, piRecord::kSize);
+  long r = store::reserveRecord(s, piRecord::kSize);
   if (r == 0) return 0;
   store::put32(s, r + piRecord::kTarget, 0);
   store::put32(s, r + piRecord::kAttributes, 0);

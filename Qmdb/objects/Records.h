@@ -12,6 +12,7 @@
 #define QMDB_OBJECTS_RECORDS_H
 
 #include <cstdint>
+#include <cstring>
 
 #include "Qmdb/store/PageCache.h"
 
@@ -44,19 +45,52 @@ constexpr long kBody = 4 + 4 + 4 + 4;
 constexpr long kKind = 4 + 4 + 4 + 4 + 4;
 constexpr long kSize = 4 + 4 + 4 + 4 + 4 + 1 + 3;
 
-inline long previous(Store& s, long o) { return get32(s, o + kPrevious); }
-inline long next(Store& s, long o) { return get32(s, o + kNext); }
-inline long parent(Store& s, long o) { return get32(s, o + kParent); }
-inline long link(Store& s, long o) { return get32(s, o + kLink); }
-inline long body(Store& s, long o) { return get32(s, o + kBody); }
-inline int kind(Store& s, long o) { return get8(s, o + kKind); }
+inline long previous(Store& s, long o) {
+  return get32(s, o + kPrevious);
+}
+inline long next(Store& s, long o) {
+  return get32(s, o + kNext);
+}
+inline long parent(Store& s, long o) {
+  return get32(s, o + kParent);
+}
+inline long link(Store& s, long o) {
+  return get32(s, o + kLink);
+}
+inline long body(Store& s, long o) {
+  return get32(s, o + kBody);
+}
+inline int kind(Store& s, long o) {
+  return get8(s, o + kKind);
+}
 
-inline bool setPrevious(Store& s, long o, long v) { return put32(s, o + kPrevious, static_cast<int32_t>(v)); }
-inline bool setNext(Store& s, long o, long v) { return put32(s, o + kNext, static_cast<int32_t>(v)); }
-inline bool setParent(Store& s, long o, long v) { return put32(s, o + kParent, static_cast<int32_t>(v)); }
-inline bool setLink(Store& s, long o, long v) { return put32(s, o + kLink, static_cast<int32_t>(v)); }
-inline bool setBody(Store& s, long o, long v) { return put32(s, o + kBody, static_cast<int32_t>(v)); }
-inline bool setKind(Store& s, long o, int v) { return put8(s, o + kKind, static_cast<uint8_t>(v)); }
+inline bool setPrevious(Store& s, long o, long v) {
+  return put32(s, o + kPrevious, static_cast<int32_t>(v));
+}
+inline bool setNext(Store& s, long o, long v) {
+  return put32(s, o + kNext, static_cast<int32_t>(v));
+}
+inline bool setParent(Store& s, long o, long v) {
+  return put32(s, o + kParent, static_cast<int32_t>(v));
+}
+inline bool setLink(Store& s, long o, long v) {
+  return put32(s, o + kLink, static_cast<int32_t>(v));
+}
+inline bool setBody(Store& s, long o, long v) {
+  return put32(s, o + kBody, static_cast<int32_t>(v));
+}
+inline bool setKind(Store& s, long o, int v) {
+  return put8(s, o + kKind, static_cast<uint8_t>(v));
+}
+/// Writes a new, detached object record at `o` with every field 0, through one
+/// pointer (the padding is not written); false when its page cannot be had.
+inline bool init(Store& s, long o) {
+  uint8_t* p = fieldPointer(s, o, kKind + 1);
+  if (p == nullptr) return false;
+  memset(p, 0, kKind + 1);
+  markDirty(s);
+  return true;
+}
 }  // namespace object
 
 // The three bodies begin alike, so names and attribute lists are read the same way:
@@ -67,9 +101,15 @@ namespace body {
 constexpr long kName = 0;
 constexpr long kAttributes = 4;
 
-inline long name(Store& s, long b) { return get32(s, b + kName); }
-inline long attributes(Store& s, long b) { return get32(s, b + kAttributes); }
-inline bool setAttributes(Store& s, long b, long v) { return put32(s, b + kAttributes, static_cast<int32_t>(v)); }
+inline long name(Store& s, long b) {
+  return get32(s, b + kName);
+}
+inline long attributes(Store& s, long b) {
+  return get32(s, b + kAttributes);
+}
+inline bool setAttributes(Store& s, long b, long v) {
+  return put32(s, b + kAttributes, static_cast<int32_t>(v));
+}
 }  // namespace body
 
 // Node record (20 bytes): the body of a node, and the form of the root record
@@ -88,11 +128,30 @@ constexpr long kOwner = 4 + 4 + 4 + 4;
 constexpr long kSize = 4 + 4 + 4 + 4 + 4;
 static_assert(kSize == store::kRootRecordSize, "the root record is a node record");
 
-inline long firstChild(Store& s, long r) { return get32(s, r + kFirstChild); }
-inline long lastChild(Store& s, long r) { return get32(s, r + kLastChild); }
-inline long owner(Store& s, long r) { return get32(s, r + kOwner); }
-inline bool setFirstChild(Store& s, long r, long v) { return put32(s, r + kFirstChild, static_cast<int32_t>(v)); }
-inline bool setLastChild(Store& s, long r, long v) { return put32(s, r + kLastChild, static_cast<int32_t>(v)); }
+inline long firstChild(Store& s, long r) {
+  return get32(s, r + kFirstChild);
+}
+inline long lastChild(Store& s, long r) {
+  return get32(s, r + kLastChild);
+}
+inline long owner(Store& s, long r) {
+  return get32(s, r + kOwner);
+}
+inline bool setFirstChild(Store& s, long r, long v) {
+  return put32(s, r + kFirstChild, static_cast<int32_t>(v));
+}
+inline bool setLastChild(Store& s, long r, long v) {
+  return put32(s, r + kLastChild, static_cast<int32_t>(v));
+}
+/// Writes a new node record at `r` owned by `owner`, its other fields 0.
+inline bool init(Store& s, long r, long owner) {
+  uint8_t* p = fieldPointer(s, r, kSize);
+  if (p == nullptr) return false;
+  memset(p, 0, kOwner);
+  store::encodeFixed32(p + kOwner, static_cast<int32_t>(owner));
+  markDirty(s);
+  return true;
+}
 }  // namespace nodeRecord
 
 // Entity record (20 bytes)
@@ -111,10 +170,18 @@ constexpr long kNotation = 4 + 4 + 4;
 constexpr long kType = 4 + 4 + 4 + 4;
 constexpr long kSize = 4 + 4 + 4 + 4 + 1 + 3;
 
-inline long value(Store& s, long r) { return get32(s, r + kValue); }
-inline long notation(Store& s, long r) { return get32(s, r + kNotation); }
-inline int type(Store& s, long r) { return get8(s, r + kType); }
-inline bool setType(Store& s, long r, long t) { return put8(s, r + kType, static_cast<uint8_t>(t & 0xff)); }
+inline long value(Store& s, long r) {
+  return get32(s, r + kValue);
+}
+inline long notation(Store& s, long r) {
+  return get32(s, r + kNotation);
+}
+inline int type(Store& s, long r) {
+  return get8(s, r + kType);
+}
+inline bool setType(Store& s, long r, long t) {
+  return put8(s, r + kType, static_cast<uint8_t>(t & 0xff));
+}
 }  // namespace entityRecord
 
 // Pi record (12 bytes)
@@ -128,7 +195,9 @@ constexpr long kAttributes = 4;
 constexpr long kData = 4 + 4;
 constexpr long kSize = 4 + 4 + 4;
 
-inline long data(Store& s, long r) { return get32(s, r + kData); }
+inline long data(Store& s, long r) {
+  return get32(s, r + kData);
+}
 }  // namespace piRecord
 
 /// The object a handle names: its absolute value, or 0 for a number that no heap
@@ -140,7 +209,9 @@ inline long handleOf(long handle) {
 
 /// The node record that holds the children of `parent` (a node, or 1 for the
 /// database root): the root record or the node's body.
-inline long childList(Store& s, long parent) { return parent == kRoot ? kRootRecord : object::body(s, parent); }
+inline long childList(Store& s, long parent) {
+  return parent == kRoot ? kRootRecord : object::body(s, parent);
+}
 
 }  // namespace qmdb::objects
 

@@ -33,6 +33,7 @@ Frame* tableFind(const Store& store, int32_t page) {
 }
 
 void tableRemove(Store& store, Frame* frame) {
+  frame->base = kNoBase;
   if (frame->page < 0 || store.pageTable.empty()) return;
   Frame** link = &store.pageTable[bucketOf(store, frame->page)];
   while (*link != nullptr && *link != frame) link = &(*link)->hashNext;
@@ -65,6 +66,7 @@ bool tableGrow(Store& store) {
 }
 
 void tableInsert(Store& store, Frame* frame) {
+  frame->base = static_cast<long>(frame->page) * store.pageSize;
   size_t bucket = bucketOf(store, frame->page);
   frame->hashNext = store.pageTable[bucket];
   store.pageTable[bucket] = frame;
@@ -204,7 +206,9 @@ uint8_t* resolveMiss(Store& store, long address) {
   int32_t page = static_cast<int32_t>(address / store.pageSize);
   long offset = address % store.pageSize;
 
-  Frame* frame = tableFind(store, page);
+  // Walks often alternate between two pages: try the second frame before the table.
+  Frame* second = store.head != nullptr ? store.head->next : nullptr;
+  Frame* frame = second != nullptr && second->page == page ? second : tableFind(store, page);
   if (frame != nullptr) {
     if (frame != store.head) {
       unlinkFrame(store, frame);
@@ -243,7 +247,14 @@ uint8_t* resolveMiss(Store& store, long address) {
     frame->page = -1;
     frame->dirty = false;
   }
-  if (page < store.swapPages && !readPage(store, frame, page)) return nullptr;
+  if (page < store.swapPages) {
+    if (!readPage(store, frame, page)) return nullptr;
+  } else {
+    // A new page starts as zeros, so that bytes no record writes (padding, the
+    // rest of a text's block, a skipped page end) never carry stale memory
+    // into the file.
+    memset(frame->data, 0, static_cast<size_t>(store.pageSize));
+  }
   frame->page = page;
   frame->dirty = false;
   tableInsert(store, frame);

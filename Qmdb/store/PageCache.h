@@ -31,8 +31,11 @@ uint8_t* resolveMiss(Store& store, long address);
 /// when a file operation fails). Afterwards that frame is the head.
 inline uint8_t* resolve(Store& store, long address) {
   Frame* head = store.head;
-  if (head != nullptr && address >= 0 && head->page == address / store.pageSize) {
-    return head->data + address % store.pageSize;
+  if (head != nullptr) {
+    // One subtraction and one unsigned comparison: no division on a hit.
+    unsigned long offset =
+        static_cast<unsigned long>(address) - static_cast<unsigned long>(head->base);
+    if (offset < static_cast<unsigned long>(store.pageSize)) return head->data + offset;
   }
   return resolveMiss(store, address);
 }
@@ -66,12 +69,22 @@ bool ensureSwapFile(Store& store, int messageNumber);
 /// followed without passing through here.
 inline uint8_t* fieldPointer(Store& store, long address, long width) {
   if (address < 0 || address > store.heapTop - width) return nullptr;
-  long page = address / store.pageSize;
-  long offset = address - page * store.pageSize;
-  if (offset > store.pageSize - width) return nullptr;
   Frame* head = store.head;
-  if (head != nullptr && head->page == page) return head->data + offset;
+  if (head != nullptr) {
+    unsigned long offset =
+        static_cast<unsigned long>(address) - static_cast<unsigned long>(head->base);
+    if (offset <= static_cast<unsigned long>(store.pageSize - width)) return head->data + offset;
+  }
+  if (address % store.pageSize > store.pageSize - width) return nullptr;  // straddles a page
   return resolveMiss(store, address);
+}
+
+/// Reserves `size` bytes for a record and moves the heap top past them, so that
+/// its fields can be written; the record's address, or 0.
+inline long reserveRecord(Store& store, long size) {
+  long address = reserve(store, size);
+  if (address != 0) store.heapTop = static_cast<int32_t>(address + size);
+  return address;
 }
 
 /// The 32-bit field at `address`; 0 when it is not wholly below the heap top.

@@ -41,12 +41,16 @@ constexpr int32_t kMinimumPageSize = kEmptyHeapTop;
 /// The heap may not grow past this address: every address fits in 31 bits.
 constexpr int64_t kHeapLimit = 0x7fffffff;
 
+/// The base of a frame that holds no page: no address minus it is small.
+constexpr long kNoBase = -(1L << 62);
+
 /// One cached page.
 struct Frame {
   Frame* next = nullptr;      ///< less recently used
   Frame* previous = nullptr;  ///< more recently used
   uint8_t* data = nullptr;    ///< pageSize bytes, never cleared
   int32_t page = -1;          ///< the page held; -1 for none
+  long base = kNoBase;        ///< heap address of the page's first byte; kNoBase for none
   bool dirty = false;         ///< holds changes not yet in the swap file
   Frame* hashNext = nullptr;  ///< next frame in the same page-table bucket
 };

@@ -9,7 +9,9 @@
 #define QMDB_STORE_STRINGPOOL_H
 
 #include <cstdint>
+#include <deque>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 namespace qmdb::store {
@@ -29,7 +31,10 @@ class StringPool {
   size_t size() const { return names_.size(); }
 
  private:
-  std::unordered_map<std::string, int32_t> names_;
+  // The texts live in `texts_` (a deque never moves them); the map's keys view
+  // them, so that a lookup needs no copy of the text it looks for.
+  std::deque<std::string> texts_;
+  std::unordered_map<std::string_view, int32_t> names_;
 };
 
 }  // namespace qmdb::store
