@@ -274,6 +274,36 @@ class Walker {
   size_t depth_ = 0;
 };
 
+// The key node of exactly `key` below `index`, reached by descending along the
+// key alone: at each level the children are passed over by their labels'
+// first bytes (ascending), and only the one that can hold the key is read in
+// full. 0 when the index has no such key. Nothing is allocated.
+long findKeyNode(store::Store& s, long index, const char* key) {
+  long budget = keyWalkLimit(s);
+  const char* rest = key;
+  long node = index;
+  while (true) {
+    const unsigned char wanted = static_cast<unsigned char>(*rest);
+    long child = keyNode::firstChild(s, node);
+    const char* label = nullptr;
+    for (; child != 0; child = keyNode::next(s, child)) {
+      if (--budget < 0) return 0;
+      label = labelText(s, child);
+      if (label == nullptr) return 0;
+      unsigned char first = static_cast<unsigned char>(*label);
+      if (first == wanted) break;
+      if (first > wanted) return 0;  // children stand in ascending order of first byte
+    }
+    if (child == 0) return 0;
+    size_t length = strlen(label);
+    if (strncmp(label, rest, length) != 0) return 0;  // the label is no prefix of the key
+    rest += length;
+    if (*rest == '\0') return child;
+    if (length == 0) return 0;  // only the empty key has the empty label
+    node = child;
+  }
+}
+
 }  // namespace
 
 void collectKeys(store::Store& s, long index, const std::vector<const char*>& keys, bool pull,
@@ -285,8 +315,17 @@ void collectKeys(store::Store& s, long index, const std::vector<const char*>& ke
 void collectRange(store::Store& s, long index, const char* from, const char* to, bool pull,
                   EntrySink& out) {
   if (from != nullptr && to == nullptr) {
-    Walker walker(s, Mode::kExact, pull, &out, nullptr);
-    walker.run(index, KeySpan{&from, 1}, KeySpan{});
+    // One key: descend straight to it.
+    long node = findKeyNode(s, index, from);
+    if (node == 0) return;
+    long budget = keyWalkLimit(s);
+    bool collected = false;
+    for (long e = keyNode::firstEntry(s, node); e != 0 && budget-- > 0;
+         e = indexEntry::next(s, e)) {
+      long object = indexEntry::object(s, e);
+      if (object != 0 && out.take(indexEntry::database(s, e), object)) collected = true;
+    }
+    if (pull && collected) keyNode::setFirstEntry(s, node, 0);
     return;
   }
   Walker walker(s, Mode::kRange, pull, &out, nullptr);
