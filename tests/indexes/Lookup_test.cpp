@@ -182,7 +182,6 @@ TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) 
   long theirs = other.addNode(1, "theirs");
   {
     Qmdb db(name.c_str(), QmdbFileWrite, 0, 1024);
-    qmdb::store::Store& s = *Internal::store(db);
     long i = db.addIndex("i");
     long attached = db.addNode(1, "attached");
     long detached = db.node("detached");
@@ -195,8 +194,6 @@ TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) 
     ASSERT_EQ(db.putIndex(i, &other, theirs, "o", false), theirs);
     ASSERT_EQ(db.putIndex(i, attached, "a", false), attached);
     gone->release();  // entries naming it are skipped from now on
-    // Any non-zero link field stands for a link here; the clean-up only clears it.
-    for (long h : {attached, detached, child, grandchild, lone}) object::setLink(s, h, 60);
 
     ASSERT_TRUE(db.flush(false));  // no links were made: entries survive
     QmdbList list;
@@ -206,8 +203,10 @@ TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) 
     EXPECT_EQ(list.next(), detached);
     EXPECT_EQ(list.db(), nullptr);
 
-    s.linkCleanup = true;  // what making a link does
-    ASSERT_TRUE(db.flush(false));
+    for (long h : {attached, detached, child, grandchild, lone}) {
+      ASSERT_EQ(db.linkToObject(h, &other, theirs), h);
+    }
+    ASSERT_TRUE(db.flush(false));  // links were made: the save clears them
     list.clear();
     EXPECT_EQ(db.getIndex(&list, i, c("theirs"), nullptr), 1);
     EXPECT_EQ(list.first(), detached);
@@ -215,8 +214,8 @@ TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) 
     QmdbStringList keys;
     EXPECT_EQ(db.indexKeys(&keys, i), 3);
     EXPECT_EQ(joined(keys), "a,o,theirs");  // keys whose entries died are still listed
-    for (long h : {attached, detached, child, grandchild}) EXPECT_EQ(object::link(s, h), 0) << h;
-    EXPECT_EQ(object::link(s, lone), 60);
+    for (long h : {attached, detached, child, grandchild}) EXPECT_EQ(db.getLinkedObject(h), 0) << h;
+    EXPECT_EQ(db.getLinkedObject(lone), theirs);  // detached and in no index
   }
   Qmdb db(name.c_str(), QmdbFileRead);
   QmdbList list;
