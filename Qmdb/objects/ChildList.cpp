@@ -9,9 +9,7 @@ namespace qmdb::objects {
 long attach(store::Store& s, long o, long list, long after) {
   if (object::parent(s, o) != 0) detach(s, o, true);
   long next = after != 0 ? object::next(s, after) : nodeRecord::firstChild(s, list);
-  object::setPrevious(s, o, after);
-  object::setNext(s, o, next);
-  object::setParent(s, o, list);
+  object::setLinks(s, o, after, next, list);
   if (after != 0) {
     object::setNext(s, after, o);
   } else {
@@ -51,9 +49,7 @@ long detach(store::Store& s, long o, bool wholeTree) {
   } else {
     nodeRecord::setLastChild(s, list, last != 0 ? last : before);
   }
-  object::setPrevious(s, o, 0);
-  object::setNext(s, o, 0);
-  object::setParent(s, o, 0);
+  object::setLinks(s, o, 0, 0, 0);
   if (wholeTree) return o;
   nodeRecord::setFirstChild(s, own, 0);
   nodeRecord::setLastChild(s, own, 0);

@@ -82,6 +82,17 @@ inline bool setBody(Store& s, long o, long v) {
 inline bool setKind(Store& s, long o, int v) {
   return put8(s, o + kKind, static_cast<uint8_t>(v));
 }
+/// Writes the three tree links of `o` through one pointer; false when its page
+/// cannot be had.
+inline bool setLinks(Store& s, long o, long previous, long next, long parent) {
+  uint8_t* p = fieldPointer(s, o, kParent + 4);
+  if (p == nullptr) return false;
+  store::encodeFixed32(p + kPrevious, static_cast<int32_t>(previous));
+  store::encodeFixed32(p + kNext, static_cast<int32_t>(next));
+  store::encodeFixed32(p + kParent, static_cast<int32_t>(parent));
+  markDirty(s);
+  return true;
+}
 /// Writes a new, detached object record at `o` with every field 0, through one
 /// pointer (the padding is not written); false when its page cannot be had.
 inline bool init(Store& s, long o) {

@@ -16,9 +16,17 @@ bool allocationAllowed() {
   return !(allocations == failAt || (failSticky && allocations > failAt));
 }
 
-void* allocate(size_t size) { return allocationAllowed() ? malloc(size) : nullptr; }
+void* allocate(size_t size) {
+  return allocationAllowed() ? malloc(size) : nullptr;
+}
 
-void* reallocate(void* p, size_t size) { return allocationAllowed() ? realloc(p, size) : nullptr; }
+void* allocateZeroed(size_t size) {
+  return allocationAllowed() ? calloc(1, size) : nullptr;
+}
+
+void* reallocate(void* p, size_t size) {
+  return allocationAllowed() ? realloc(p, size) : nullptr;
+}
 
 void failAllocationAfter(long n, bool sticky) {
   allocations = 0;

@@ -14,6 +14,8 @@ namespace qmdb::store {
 
 /// malloc(size), or null when the seam makes this allocation fail.
 void* allocate(size_t size);
+/// calloc(1, size): zeroed memory, or null when the seam makes this allocation fail.
+void* allocateZeroed(size_t size);
 /// realloc(p, size), or null (p untouched) when the seam makes it fail.
 void* reallocate(void* p, size_t size);
 /// Counts one allocation made by a standard container; false when it is to fail.

@@ -34,11 +34,21 @@ constexpr int32_t kCurrentVersion = 5;
 /// The versions it reads: decimal texts separated by ','.
 constexpr const char* kAcceptedVersions = "5";
 
-inline bool hasMagic(const uint8_t* h) { return memcmp(h + kMagic, kMagicBytes, 4) == 0; }
-inline int32_t pageSize(const uint8_t* h) { return decodeFixed32(h + kPageSize); }
-inline int32_t heapTop(const uint8_t* h) { return decodeFixed32(h + kHeapTop); }
-inline int32_t firstIndex(const uint8_t* h) { return decodeFixed32(h + kFirstIndex); }
-inline int32_t version(const uint8_t* h) { return decodeFixed32(h + kVersion); }
+inline bool hasMagic(const uint8_t* h) {
+  return memcmp(h + kMagic, kMagicBytes, 4) == 0;
+}
+inline int32_t pageSize(const uint8_t* h) {
+  return decodeFixed32(h + kPageSize);
+}
+inline int32_t heapTop(const uint8_t* h) {
+  return decodeFixed32(h + kHeapTop);
+}
+inline int32_t firstIndex(const uint8_t* h) {
+  return decodeFixed32(h + kFirstIndex);
+}
+inline int32_t version(const uint8_t* h) {
+  return decodeFixed32(h + kVersion);
+}
 
 /// Fills the 40 bytes: magic, the three fields, the current version, zeros.
 inline void write(uint8_t* h, int32_t pageSize, int32_t heapTop, int32_t firstIndex) {

@@ -15,7 +15,9 @@
 namespace qmdb::store {
 
 /// The size of the block that holds a text of `length` bytes.
-inline long heapStringBlockSize(size_t length) { return static_cast<long>((length + 1 + 3) & ~size_t{3}); }
+inline long heapStringBlockSize(size_t length) {
+  return static_cast<long>((length + 1 + 3) & ~size_t{3});
+}
 
 /// Writes a new heap string holding `length` bytes of `text` at the heap top;
 /// its address, or 0 when the block does not fit in a page or the heap.

@@ -12,7 +12,9 @@ namespace qmdb::store {
 
 namespace {
 
-unsigned char firstByte(const char* name) { return static_cast<unsigned char>(name[0]); }
+unsigned char firstByte(const char* name) {
+  return static_cast<unsigned char>(name[0]);
+}
 
 // The pointer getHook hands out for a name that is not there; reset on every call.
 thread_local void* scratchHook = nullptr;
@@ -42,10 +44,14 @@ void HookTable::add(void* data, const char* name, const char* library, const cha
     after = node;
     node = node->next;
   }
-  Node* added = new (std::nothrow) Node{nullptr, nullptr, name,
+  Node* added = new (std::nothrow) Node{nullptr,
+                                        nullptr,
+                                        name,
                                         library != nullptr ? library : "",
                                         procedure != nullptr ? procedure : "",
-                                        library != nullptr, procedure != nullptr, data};
+                                        library != nullptr,
+                                        procedure != nullptr,
+                                        data};
   if (added == nullptr) return;
   added->previous = after;
   added->next = after != nullptr ? after->next : first_;

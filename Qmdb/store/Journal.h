@@ -38,7 +38,9 @@ constexpr int kRecordHeaderSize = 4 + 4;
 constexpr uint8_t kMagicBytes[4] = {'Q', 'M', 'B', 'J'};
 
 /// The journal's file name for database file `name`.
-inline std::string nameFor(const std::string& name) { return name + "-journal"; }
+inline std::string nameFor(const std::string& name) {
+  return name + "-journal";
+}
 
 /// Saves away the file's bytes of `page` before they are first overwritten
 /// since the last save; false (reported) when that cannot be done.

@@ -156,7 +156,8 @@ Frame* newFrame(Store& store) {
   void* memory = allocate(sizeof(Frame));
   if (memory == nullptr) return nullptr;
   Frame* frame = new (memory) Frame;
-  frame->data = static_cast<uint8_t*>(allocate(static_cast<size_t>(store.pageSize)));
+  // Zeroed memory: large blocks come straight from the system, already zero.
+  frame->data = static_cast<uint8_t*>(allocateZeroed(static_cast<size_t>(store.pageSize)));
   if (frame->data == nullptr) {
     free(memory);
     return nullptr;
@@ -249,12 +250,13 @@ uint8_t* resolveMiss(Store& store, long address) {
   }
   if (page < store.swapPages) {
     if (!readPage(store, frame, page)) return nullptr;
-  } else {
+  } else if (!frame->fresh) {
     // A new page starts as zeros, so that bytes no record writes (padding, the
     // rest of a text's block, a skipped page end) never carry stale memory
     // into the file.
     memset(frame->data, 0, static_cast<size_t>(store.pageSize));
   }
+  frame->fresh = false;
   frame->page = page;
   frame->dirty = false;
   tableInsert(store, frame);

@@ -52,6 +52,7 @@ struct Frame {
   int32_t page = -1;          ///< the page held; -1 for none
   long base = kNoBase;        ///< heap address of the page's first byte; kNoBase for none
   bool dirty = false;         ///< holds changes not yet in the swap file
+  bool fresh = true;          ///< its buffer is still all zeros (it never held a page)
   Frame* hashNext = nullptr;  ///< next frame in the same page-table bucket
 };
 

@@ -34,7 +34,15 @@ class StringPool {
   // The texts live in `texts_` (a deque never moves them); the map's keys view
   // them, so that a lookup needs no copy of the text it looks for.
   std::deque<std::string> texts_;
-  std::unordered_map<std::string_view, int32_t> names_;
+  struct Hash {
+    // FNV-1a: names are short, and this is cheaper than the library's hash for them.
+    size_t operator()(std::string_view text) const {
+      uint64_t h = 14695981039346656037ull;
+      for (unsigned char c : text) h = (h ^ c) * 1099511628211ull;
+      return static_cast<size_t>(h);
+    }
+  };
+  std::unordered_map<std::string_view, int32_t, Hash> names_;
 };
 
 }  // namespace qmdb::store
