@@ -33,15 +33,40 @@ constexpr long kSize = 4 + 4 + 4 + 1 + 1 + 2;
 /// The next field of a free attribute.
 constexpr long kFreeMarker = 1;
 
-inline long next(Store& s, long a) { return get32(s, a + kNext); }
-inline long name(Store& s, long a) { return get32(s, a + kName); }
-inline long value(Store& s, long a) { return get32(s, a + kValue); }
-inline int type(Store& s, long a) { return get8(s, a + kType); }
-inline int cls(Store& s, long a) { return get8(s, a + kClass); }
-inline bool setNext(Store& s, long a, long v) { return put32(s, a + kNext, static_cast<int32_t>(v)); }
-inline bool setValue(Store& s, long a, long v) { return put32(s, a + kValue, static_cast<int32_t>(v)); }
-inline bool setType(Store& s, long a, long t) { return put8(s, a + kType, static_cast<uint8_t>(t & 0xff)); }
-inline bool setClass(Store& s, long a, long c) { return put8(s, a + kClass, static_cast<uint8_t>(c & 0xff)); }
+/// Whether a whole record at `a` lies below the heap top within one page (0 never does).
+inline bool readable(Store& s, long a) {
+  return a != 0 && store::fieldPointer(s, a, kSize) != nullptr;
+}
+inline long next(Store& s, long a) {
+  return get32(s, a + kNext);
+}
+inline long name(Store& s, long a) {
+  return get32(s, a + kName);
+}
+inline long value(Store& s, long a) {
+  return get32(s, a + kValue);
+}
+inline int type(Store& s, long a) {
+  return get8(s, a + kType);
+}
+inline int cls(Store& s, long a) {
+  return get8(s, a + kClass);
+}
+inline bool setNext(Store& s, long a, long v) {
+  return put32(s, a + kNext, static_cast<int32_t>(v));
+}
+inline bool setName(Store& s, long a, long v) {
+  return put32(s, a + kName, static_cast<int32_t>(v));
+}
+inline bool setValue(Store& s, long a, long v) {
+  return put32(s, a + kValue, static_cast<int32_t>(v));
+}
+inline bool setType(Store& s, long a, long t) {
+  return put8(s, a + kType, static_cast<uint8_t>(t & 0xff));
+}
+inline bool setClass(Store& s, long a, long c) {
+  return put8(s, a + kClass, static_cast<uint8_t>(c & 0xff));
+}
 }  // namespace attributeRecord
 
 // Attribute list record (4 bytes)
@@ -51,8 +76,12 @@ namespace attributeList {
 constexpr long kFirst = 0;
 constexpr long kSize = 4;
 
-inline long first(Store& s, long l) { return get32(s, l + kFirst); }
-inline bool setFirst(Store& s, long l, long v) { return put32(s, l + kFirst, static_cast<int32_t>(v)); }
+inline long first(Store& s, long l) {
+  return get32(s, l + kFirst);
+}
+inline bool setFirst(Store& s, long l, long v) {
+  return put32(s, l + kFirst, static_cast<int32_t>(v));
+}
 }  // namespace attributeList
 
 }  // namespace qmdb::edits

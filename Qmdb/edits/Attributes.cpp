@@ -33,7 +33,7 @@ long makeAttribute(store::Store& s, long list) {
   long a = store::reserveRecord(s, attributeRecord::kSize);
   if (a == 0) return 0;
   attributeRecord::setNext(s, a, 0);
-  store::put32(s, a + attributeRecord::kName, 0);
+  attributeRecord::setName(s, a, 0);
   attributeRecord::setValue(s, a, 0);
   attributeRecord::setType(s, a, 0);
   if (list == 0) return 0;
@@ -44,6 +44,11 @@ long attachAttribute(store::Store& s, long list, long a) {
   if (a == 0 || attributeRecord::next(s, a) != attributeRecord::kFreeMarker) return 0;
   attributeRecord::setNext(s, a, 0);
   return append(s, list, a) ? a : 0;
+}
+
+bool setAttributeName(store::Store& s, long a, const char* name) {
+  if (name == nullptr) return attributeRecord::setName(s, a, 0);
+  return objects::storeName(s, a + attributeRecord::kName, name) != 0;
 }
 
 long setAttributeValue(store::Store& s, long a, const char* value, long type, long cls) {

@@ -1,9 +1,12 @@
-// Attribute lists: making records, appending, taking out and valuing them.
+// Attribute lists: making records, appending, taking out, naming and valuing.
 //
 // A list keeps its attributes in the order they were added or attached; both
 // append at the end. Taking an attribute out links its predecessor (or the
-// list's first field) to its successor. Every walk of a list is bounded by
-// the heap's size, so a damaged list cannot make it loop.
+// list's first field) to its successor. An attached attribute's next field is
+// 0 or another record; a free one holds the free marker and is in no list.
+// Every walk of a list is bounded by the heap's size, so a damaged list cannot
+// make it loop. Nothing here checks kinds, the read-only flag or the changed
+// flag: the Qmdb methods do.
 #ifndef QMDB_EDITS_ATTRIBUTES_H
 #define QMDB_EDITS_ATTRIBUTES_H
 
@@ -12,7 +15,9 @@
 namespace qmdb::edits {
 
 /// More steps than any attribute list of a sound heap of this size can take.
-inline long attributeWalkLimit(const store::Store& s) { return s.heapTop / 16 + 16; }
+inline long attributeWalkLimit(const store::Store& s) {
+  return s.heapTop / 16 + 16;
+}
 
 /// A new, empty attribute list record, hung on body record `body` unless it is 0.
 long makeAttributeList(store::Store& s, long body);
@@ -23,6 +28,10 @@ long makeAttribute(store::Store& s, long list);
 
 /// Appends the free attribute `a` to `list`; 0 when `a` is 0 or not free.
 long attachAttribute(store::Store& s, long list, long a);
+
+/// Points the name of `a` to a pooled heap string of `name`; false when it
+/// cannot be stored (the old name is kept). A null name clears it.
+bool setAttributeName(store::Store& s, long a, const char* name);
 
 /// Sets the value (a new copy, or none for null), type and class of `a`; the
 /// copy's address, or 0 (null value, or failure with `a` unchanged).

@@ -21,19 +21,19 @@ constexpr long kDatabase = 0;
 constexpr long kObject = 4;
 constexpr long kSize = 4 + 4;
 
-inline uint32_t database(store::Store& s, long r) { return static_cast<uint32_t>(get32(s, r + kDatabase)); }
-inline long object(store::Store& s, long r) { return get32(s, r + kObject); }
-inline bool setDatabase(store::Store& s, long r, uint32_t id) { return put32(s, r + kDatabase, static_cast<int32_t>(id)); }
-inline bool setObject(store::Store& s, long r, long o) { return put32(s, r + kObject, static_cast<int32_t>(o)); }
+inline uint32_t database(store::Store& s, long r) {
+  return static_cast<uint32_t>(get32(s, r + kDatabase));
+}
+inline long object(store::Store& s, long r) {
+  return get32(s, r + kObject);
+}
+inline bool setDatabase(store::Store& s, long r, uint32_t id) {
+  return put32(s, r + kDatabase, static_cast<int32_t>(id));
+}
+inline bool setObject(store::Store& s, long r, long o) {
+  return put32(s, r + kObject, static_cast<int32_t>(o));
+}
 }  // namespace linkRecord
-
-/// A new link record with no target, made the link of `object` unless it is 0;
-/// its address, or 0 when space runs out.
-long makeLinkRecord(store::Store& s, long object);
-
-/// Links `object` to `target` of the database with id `database`, reusing its
-/// link record; false when no record can be made. Sets the link-cleanup flag.
-bool setLink(store::Store& s, long object, uint32_t database, long target);
 
 }  // namespace qmdb::edits
 

@@ -1,5 +1,6 @@
-#include "Qmdb/edits/LinkRecord.h"
+#include "Qmdb/edits/Links.h"
 
+#include "Qmdb/edits/LinkRecord.h"
 #include "Qmdb/objects/Records.h"
 
 namespace qmdb::edits {

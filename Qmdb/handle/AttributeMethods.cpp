@@ -1,17 +1,12 @@
 // Qmdb methods of attributes: lookup, making (also free attributes),
 // attaching, taking out, and their names, values, types and classes. Object
 // handles are taken by absolute value; attribute handles are used as given.
-#include <strings.h>
-
-#include <cstring>
-
 #include "Qmdb/Qmdb"
 #include "Qmdb/edits/AttributeRecords.h"
 #include "Qmdb/edits/Attributes.h"
 #include "Qmdb/handle/Internal.h"
 #include "Qmdb/handle/TextConvert.h"
 #include "Qmdb/objects/Records.h"
-#include "Qmdb/objects/StoredText.h"
 #include "Qmdb/store/HeapString.h"
 
 using qmdb::handle::Internal;
@@ -33,15 +28,22 @@ long carrierBody(Qmdb& db, store::Store& s, long object) {
   return objects::object::body(s, o);
 }
 
-// ASCII letters compare equal in either case; every other byte as it is.
+// Name comparison: byte for byte, or with the ASCII letters A-Z equal to a-z
+// and every other byte as it is (whatever the process's locale says).
 bool sameName(const char* a, const char* b, bool exact) {
-  return exact ? strcmp(a, b) == 0 : strcasecmp(a, b) == 0;
+  auto fold = [exact](unsigned char c) {
+    return !exact && c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c - 'A' + 'a') : c;
+  };
+  for (;; ++a, ++b) {
+    if (fold(static_cast<unsigned char>(*a)) != fold(static_cast<unsigned char>(*b))) return false;
+    if (*a == '\0') return true;
+  }
 }
 
 // Gives the name and value to a new attribute; the attribute, or 0.
 long nameAndValue(store::Store& s, long a, const char* name, const char* value, long type,
                   long cls) {
-  if (name != nullptr && objects::storeName(s, a + attributeRecord::kName, name) == 0) return 0;
+  if (name != nullptr && !edits::setAttributeName(s, a, name)) return 0;
   if (value == nullptr) {
     edits::setAttributeValue(s, a, nullptr, type, cls);
     return a;
@@ -51,8 +53,8 @@ long nameAndValue(store::Store& s, long a, const char* name, const char* value, 
 
 }  // namespace
 
-long Qmdb::attribute(long object, const char* name, QmdbAttributeType type,
-                     QmdbAttributeClass cls, bool exact) const {
+long Qmdb::attribute(long object, const char* name, QmdbAttributeType type, QmdbAttributeClass cls,
+                     bool exact) const {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr) return 0;
   long own = carrierBody(*const_cast<Qmdb*>(this), *s, object);
@@ -63,7 +65,8 @@ long Qmdb::attribute(long object, const char* name, QmdbAttributeType type,
   if (list == 0) return 0;
   long steps = edits::attributeWalkLimit(*s);
   for (long a = edits::attributeList::first(*s, list);
-       a != 0 && a != attributeRecord::kFreeMarker && steps-- > 0; a = attributeRecord::next(*s, a)) {
+       a != 0 && a != attributeRecord::kFreeMarker && steps-- > 0;
+       a = attributeRecord::next(*s, a)) {
     if (type != QmdbNoAttributeType && attributeRecord::type(*s, a) != type) continue;
     if (cls != QmdbNoAttributeClass && attributeRecord::cls(*s, a) != cls) continue;
     if (sought != nullptr) {
@@ -126,7 +129,9 @@ long Qmdb::addAttr(long object, long a) {
 }
 
 bool Qmdb::isAttrAttached(long a) const {
-  if (store_ == nullptr || a == 0) return false;
+  // No test of the failed flag; a number that names no readable record is no
+  // attached attribute.
+  if (store_ == nullptr || !attributeRecord::readable(*store_, a)) return false;
   return attributeRecord::next(*store_, a) != attributeRecord::kFreeMarker;
 }
 
@@ -135,12 +140,8 @@ long Qmdb::setAttrName(long a, const char* name) {
   if (s == nullptr || a == 0) return 0;
   static thread_local QmCString held;
   const char* n = textIn(mp_Encoding, name, held);
-  long result = a;
-  if (n == nullptr) {
-    store::put32(*s, a + attributeRecord::kName, 0);
-  } else if (objects::storeName(*s, a + attributeRecord::kName, n) == 0) {
-    result = 0;
-  }
+  // Clearing the name cannot fail; a name that cannot be stored keeps the old one.
+  long result = edits::setAttributeName(*s, a, n) || n == nullptr ? a : 0;
   s->changed = true;
   return result;
 }

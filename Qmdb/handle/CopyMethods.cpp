@@ -8,7 +8,7 @@
 
 #include "Qmdb/Qmdb"
 #include "Qmdb/edits/Attributes.h"
-#include "Qmdb/edits/LinkRecord.h"
+#include "Qmdb/edits/Links.h"
 #include "Qmdb/handle/Internal.h"
 #include "Qmdb/objects/ChildList.h"
 #include "Qmdb/objects/Navigation.h"
@@ -81,7 +81,8 @@ long Qmdb::copy(const Qmdb* db, long object, bool copyAttributes, bool copyValue
       return 0;  // a dropped object, or no object at all
   }
   if (n == 0) return 0;
-  long steps = qmdb::edits::attributeWalkLimit(*Internal::store(source));
+  const store::Store* from = Internal::store(source);
+  long steps = from != nullptr ? qmdb::edits::attributeWalkLimit(*from) : 0;
   for (; a != 0; a = source.nextAttribute(a)) {
     if (--steps < 0) return 0;
     Text name(source.attrName(a));
@@ -94,7 +95,8 @@ long Qmdb::copy(const Qmdb* db, long object, bool copyAttributes, bool copyValue
     long target = source.getLinkedObject(o);
     if (target == 0) return n;
     Qmdb* linked = source.getLinkedDatabase(o);
-    if (!qmdb::edits::setLink(*s, n, linked != nullptr ? Internal::id(*linked) : 0, target)) return 0;
+    if (!qmdb::edits::setLink(*s, n, linked != nullptr ? Internal::id(*linked) : 0, target))
+      return 0;
   } else if (linkToSource) {
     if (!qmdb::edits::setLink(*s, n, Internal::id(source), o)) return 0;
   }
@@ -119,7 +121,8 @@ long Qmdb::treeCopy(const Qmdb* db, long object, bool copyAttributes, bool copyV
   for (long x = source.first(o); x != 0 && x != -o; x = source.next(x, QmdbTree)) {
     if (--steps < 0) return 0;
     if (x > 0) {
-      if (addCopy(current, db, x, copyAttributes, copyValues, copyLink, linkToSource) == 0) return 0;
+      if (addCopy(current, db, x, copyAttributes, copyValues, copyLink, linkToSource) == 0)
+        return 0;
       if (source.objectType(x) == QmdbNode) current = last(current);
     } else {
       current = parent(current);
@@ -179,8 +182,8 @@ long Qmdb::insertCopy(long parent, long after, long object, bool copyAttributes,
                     linkToSource);
 }
 
-long Qmdb::insertTreeCopy(long parent, long after, const Qmdb* db, long object,
-                          bool copyAttributes, bool copyValues, bool copyLink, bool linkToSource) {
+long Qmdb::insertTreeCopy(long parent, long after, const Qmdb* db, long object, bool copyAttributes,
+                          bool copyValues, bool copyLink, bool linkToSource) {
   store::Store* s = Internal::writable(*this);
   long list = 0;
   long a = 0;

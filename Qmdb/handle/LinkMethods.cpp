@@ -1,6 +1,7 @@
 // Qmdb methods of links between objects of open databases.
 #include "Qmdb/Qmdb"
 #include "Qmdb/edits/LinkRecord.h"
+#include "Qmdb/edits/Links.h"
 #include "Qmdb/handle/DatabaseRegistry.h"
 #include "Qmdb/handle/Internal.h"
 #include "Qmdb/objects/Records.h"
@@ -25,7 +26,9 @@ long Qmdb::linkToObject(long object, const Qmdb* db, long target) {
   return o;
 }
 
-long Qmdb::linkToObject(long object, long target) { return linkToObject(object, this, target); }
+long Qmdb::linkToObject(long object, long target) {
+  return linkToObject(object, this, target);
+}
 
 long Qmdb::getLinkedObject(long object) const {
   store::Store* s = Internal::usable(*this);

@@ -43,6 +43,16 @@ Place placeFor(Qmdb& db, store::Store& s, long parent, long after) {
   return place;
 }
 
+// Whether `o` is `p` or one of its ancestors. A climb that does not end within
+// the walk limit (a damaged heap) counts as yes, so that the move is refused.
+bool holds(Qmdb& db, store::Store& s, long o, long p) {
+  long steps = objects::walkLimit(s);
+  for (long q = p; q != 0; q = db.parent(q)) {
+    if (q == o || --steps < 0) return true;
+  }
+  return false;
+}
+
 // Checks shared by both moves: this database writable, the source usable and writable.
 store::Store* movable(Qmdb& db, Qmdb* source) {
   store::Store* s = Internal::writable(db);
@@ -53,9 +63,13 @@ store::Store* movable(Qmdb& db, Qmdb* source) {
 
 }  // namespace
 
-long Qmdb::removeObject(long object) { return removeFrom(*this, object, false); }
+long Qmdb::removeObject(long object) {
+  return removeFrom(*this, object, false);
+}
 
-long Qmdb::removeTree(long object) { return removeFrom(*this, object, true); }
+long Qmdb::removeTree(long object) {
+  return removeFrom(*this, object, true);
+}
 
 bool Qmdb::dropObject(long object) {
   store::Store* s = Internal::writable(*this);
@@ -101,6 +115,10 @@ long Qmdb::moveObject(long parent, long after, Qmdb* db, long object) {
   long o = objects::handleOf(object);
   long p = objects::handleOf(parent);
   if (place.list == 0 || o == 0 || o == objects::kRoot || p == o || place.after == o) return 0;
+  // Detaching hands o's children to its parent, so the new parent may be a
+  // former descendant. A detached o keeps its children, and moving it below
+  // one of them would close a cycle.
+  if (object::parent(*s, o) == 0 && holds(*this, *s, o, p)) return 0;
   objects::detach(*s, o, false);
   long r = objects::attach(*s, o, place.list, place.after);
   s->changed = true;
@@ -123,11 +141,7 @@ long Qmdb::moveTree(long parent, long after, Qmdb* db, long object) {
   if (objectType(p) != QmdbNode) return 0;
   long o = objects::handleOf(object);
   if (o == 0 || o == objects::kRoot) return 0;
-  // The object may not move into its own subtree.
-  long steps = objects::walkLimit(*s);
-  for (long q = p; q != 0 && steps-- > 0; q = this->parent(q)) {
-    if (q == o) return 0;
-  }
+  if (holds(*this, *s, o, p)) return 0;  // the object may not move into its own subtree
   Place place = placeFor(*this, *s, parent, after);
   if (place.list == 0 || place.after == o) return 0;
   long r = objects::attach(*s, o, place.list, place.after);

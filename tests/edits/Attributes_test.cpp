@@ -1,5 +1,5 @@
-// Attributes: lookup rules, free, removed and dropped attributes, the
-// changed flag, and texts through a converting coding.
+// Attributes: lookup rules, free, removed and dropped attributes, the changed
+// flag, half-made records, and texts through a converting coding.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -10,15 +10,18 @@ namespace {
 
 const auto kType = static_cast<QmdbAttributeType>(1);
 const auto kClass = static_cast<QmdbAttributeClass>(2);
+const auto kAnyType = QmdbNoAttributeType;
+const auto kAnyClass = QmdbNoAttributeClass;
 
+// The attributes of an object as "name=value,..."; "-" for no name or value.
 std::string names(Qmdb& db, long object) {
   std::string out;
-  for (long a = db.attribute(object, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
-       a != 0; a = db.nextAttribute(a)) {
+  for (long a = db.attribute(object, nullptr, kAnyType, kAnyClass, true); a != 0;
+       a = db.nextAttribute(a)) {
     const char* name = db.attrName(a);
+    out += std::string(out.empty() ? "" : ",") + (name != nullptr ? name : "-") + "=";
     const char* value = db.attrValue(a);
-    out += std::string(out.empty() ? "" : ",") + (name != nullptr ? name : "-") + "=" +
-           (value != nullptr ? value : "-");
+    out += value != nullptr ? value : "-";
   }
   return out;
 }
@@ -29,33 +32,37 @@ TEST(Attributes, LookupFindsTheFirstMatchInListOrder) {
   long first = db.addAttribute(n, "a", "1", kType, kClass);
   long second = db.addAttribute(n, "a", "2", static_cast<QmdbAttributeType>(300), kClass);
   long e = db.addAttribute(n, "B", nullptr, kType, static_cast<QmdbAttributeClass>(7));
-  EXPECT_EQ(names(db, n), "a=1,a=2,B=-");
-  EXPECT_EQ(db.attribute(n, "a", QmdbNoAttributeType, QmdbNoAttributeClass, true), first);
+  long accented = db.addAttribute(n, "\xc3\xa9", "", kType, kClass);
+  EXPECT_EQ(names(db, n), "a=1,a=2,B=-,\xc3\xa9=");
+  EXPECT_EQ(db.attribute(-n, "a", kAnyType, kAnyClass, true), first);
   EXPECT_EQ(db.nextAttribute(first), second);
-  EXPECT_EQ(db.attribute(n, "b", QmdbNoAttributeType, QmdbNoAttributeClass, false), e);
-  EXPECT_EQ(db.attribute(n, "b", QmdbNoAttributeType, QmdbNoAttributeClass, true), 0);
+  EXPECT_EQ(db.attribute(n, "b", kAnyType, kAnyClass, false), e);
+  EXPECT_EQ(db.attribute(n, "b", kAnyType, kAnyClass, true), 0);
+  EXPECT_EQ(db.attribute(n, "\xc3\x89", kAnyType, kAnyClass, false), 0);  // only ASCII folds
   EXPECT_EQ(db.attrType(second), 44);
-  EXPECT_EQ(db.attribute(n, nullptr, static_cast<QmdbAttributeType>(300), QmdbNoAttributeClass, true), 0);
-  EXPECT_EQ(db.attribute(n, nullptr, static_cast<QmdbAttributeType>(44), QmdbNoAttributeClass, true), second);
-  EXPECT_EQ(db.attribute(n, nullptr, QmdbNoAttributeType, static_cast<QmdbAttributeClass>(7), true), e);
-  EXPECT_EQ(db.attribute(-n, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true), first);
+  EXPECT_EQ(db.attribute(n, nullptr, static_cast<QmdbAttributeType>(300), kAnyClass, true), 0);
+  EXPECT_EQ(db.attribute(n, nullptr, static_cast<QmdbAttributeType>(44), kAnyClass, true), second);
+  EXPECT_EQ(db.attribute(n, nullptr, kAnyType, static_cast<QmdbAttributeClass>(7), true), e);
+  EXPECT_TRUE(db.dropAttribute(n, accented));
 
   EXPECT_EQ(db.setAttrValue(first, nullptr), first);
   EXPECT_EQ(db.attrValue(first), nullptr);
   EXPECT_EQ(db.attrType(first), 1);
   EXPECT_EQ(db.setAttrName(first, nullptr), first);
-  EXPECT_EQ(db.attribute(n, "a", QmdbNoAttributeType, QmdbNoAttributeClass, true), second);
+  EXPECT_EQ(db.attribute(n, "a", kAnyType, kAnyClass, true), second);
 
   long s = db.addString(n, "text");
-  EXPECT_EQ(db.addAttribute(s, "x", "y", kType, kClass), 0);
-  EXPECT_EQ(db.addAttribute(1, "x", "y", kType, kClass), 0);
-  EXPECT_EQ(db.addAttribute(n, "x", "y", QmdbNoAttributeType, kClass), 0);
-  EXPECT_EQ(db.addAttribute(n, "x", "y", kType, QmdbNoAttributeClass), 0);
-  long entity = db.addEntity(n, "ent", "v", static_cast<QmdbEntityType>(1));
   long pi = db.addPi(n, "target", nullptr);
-  EXPECT_NE(db.addAttribute(entity, "on", "entity", kType, kClass), 0);
   EXPECT_NE(db.addAttribute(pi, "on", "pi", kType, kClass), 0);
   EXPECT_EQ(names(db, pi), "on=pi");
+  EXPECT_EQ(db.addAttribute(s, "x", "y", kType, kClass), 0);
+  EXPECT_EQ(db.addAttribute(1, "x", "y", kType, kClass), 0);
+  EXPECT_EQ(db.addAttribute(n, "x", "y", kAnyType, kClass), 0);
+  EXPECT_EQ(db.addAttribute(n, "x", "y", kType, kAnyClass), 0);
+  long loose = db.addAttribute(0, "loose", nullptr, kType, kClass);
+  EXPECT_EQ(db.addAttr(1, loose), 0);
+  EXPECT_EQ(db.addAttr(s, loose), 0);
+  EXPECT_EQ(db.attribute(1, nullptr, kAnyType, kAnyClass, true), 0);
 }
 
 TEST(Attributes, FreeRemovedAndDroppedAttributesAndTheChangedFlag) {
@@ -68,7 +75,7 @@ TEST(Attributes, FreeRemovedAndDroppedAttributesAndTheChangedFlag) {
   EXPECT_EQ(db.nextAttribute(a), 0);
   db.hasChanged();
   EXPECT_EQ(db.addAttr(n, a), a);
-  EXPECT_FALSE(db.hasChanged());  // attaching changes no text
+  EXPECT_FALSE(db.hasChanged());  // attaching leaves the flag alone
   EXPECT_EQ(names(db, n), "kept=k,x=y");
   EXPECT_EQ(db.addAttr(m, a), 0);
 
@@ -78,7 +85,6 @@ TEST(Attributes, FreeRemovedAndDroppedAttributesAndTheChangedFlag) {
   EXPECT_EQ(names(db, n), "kept=k");
   EXPECT_EQ(db.addAttr(m, a), a);
   EXPECT_EQ(names(db, m), "x=y");
-  EXPECT_EQ(db.attrType(a), 1);
   EXPECT_EQ(db.attrClass(a), 2);
 
   EXPECT_FALSE(db.dropAttribute(n, a));  // a belongs to m
@@ -87,7 +93,9 @@ TEST(Attributes, FreeRemovedAndDroppedAttributesAndTheChangedFlag) {
   EXPECT_EQ(names(db, m), "");
   EXPECT_EQ(db.addAttr(n, a), 0);
   EXPECT_TRUE(db.dropAttribute(n, kept));
-  EXPECT_EQ(db.attribute(n, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true), 0);
+  EXPECT_EQ(names(db, n), "");
+  EXPECT_FALSE(db.isAttrAttached(0));
+  EXPECT_FALSE(db.isAttrAttached(db.getSize() + 64));  // no record there
 
   // After clear the holder of free attributes is made anew.
   EXPECT_TRUE(db.clear());
@@ -96,21 +104,38 @@ TEST(Attributes, FreeRemovedAndDroppedAttributesAndTheChangedFlag) {
   EXPECT_FALSE(db.isAttrAttached(again));
 }
 
+TEST(Attributes, FailuresLeaveHalfMadeRecordsAndSetTheChangedFlag) {
+  Qmdb db(nullptr, QmdbFileWrite, 0, 1024);
+  const std::string tooLong(1500, 'x');  // no heap string of it fits a page
+  long n = db.addNode(1, "n");
+  db.hasChanged();
+  EXPECT_EQ(db.addAttribute(0, tooLong.c_str(), "v", kType, kClass), 0);
+  EXPECT_FALSE(db.hasChanged());  // only a free attribute made in full counts
+  EXPECT_EQ(db.addAttribute(n, tooLong.c_str(), "v", kType, kClass), 0);
+  EXPECT_TRUE(db.hasChanged());
+  EXPECT_EQ(db.addAttribute(n, "named", tooLong.c_str(), kType, kClass), 0);
+  EXPECT_EQ(names(db, n), "-=-,named=-");  // both stay, their type byte never written
+  long half = db.attribute(n, nullptr, kAnyType, kAnyClass, true);
+  EXPECT_EQ(db.attrType(half), 0);
+  EXPECT_EQ(db.setAttrValue(half, "v"), 0);
+  EXPECT_EQ(db.setAttrName(half, tooLong.c_str()), 0);
+  EXPECT_TRUE(db.hasChanged());  // set although the name could not be stored
+  EXPECT_EQ(db.setAttrName(half, "h"), half);
+  EXPECT_EQ(names(db, n), "h=-,named=-");
+}
+
 TEST(Attributes, ReadOnlyRefusesAndConvertingCodingHoldsOneText) {
   Qmdb db;
   long n = db.addNode(1, "n");
   long a = db.addAttribute(n, "caf\xc3\xa9", "cr\xc3\xa8me", kType, kClass);
   long b = db.addAttribute(n, "b", "v", kType, kClass);
-  const char* direct = db.attrName(a);
-  EXPECT_EQ(direct, db.attrName(a));  // a pointer into the page frame
   ASSERT_TRUE(db.pushCoding("LATIN1"));
   char* first = db.attrName(a);
   EXPECT_STREQ(first, "caf\xe9");
   EXPECT_STREQ(db.attrValue(a), "cr\xe8me");
-  char* second = db.attrName(b);
-  EXPECT_EQ(first, second);
-  EXPECT_EQ(db.attribute(n, "CAF\xe9", QmdbNoAttributeType, QmdbNoAttributeClass, false), a);
-  EXPECT_EQ(db.attribute(n, "caf\xe9", QmdbNoAttributeType, QmdbNoAttributeClass, true), a);
+  EXPECT_EQ(db.attrName(b), first);  // one holding string, overwritten
+  EXPECT_STREQ(first, "b");
+  EXPECT_EQ(db.attribute(n, "CAF\xe9", kAnyType, kAnyClass, false), a);
   db.popCoding();
 
   ASSERT_TRUE(db.setUpdatable(false));
@@ -118,10 +143,11 @@ TEST(Attributes, ReadOnlyRefusesAndConvertingCodingHoldsOneText) {
   EXPECT_EQ(db.addAttribute(n, "x", "y", kType, kClass), 0);
   EXPECT_EQ(db.addAttribute(0, "x", "y", kType, kClass), 0);
   EXPECT_EQ(db.setAttrValue(a, "z"), 0);
+  EXPECT_EQ(db.setAttrName(a, "z"), 0);
   EXPECT_EQ(db.removeAttribute(n, a), 0);
   EXPECT_FALSE(db.dropAttribute(n, a));
   EXPECT_FALSE(db.hasChanged());
-  EXPECT_STREQ(db.attrValue(b), "v");
+  EXPECT_EQ(names(db, n), "caf\xc3\xa9=cr\xc3\xa8me,b=v");
 }
 
 }  // namespace
