@@ -1,4 +1,7 @@
-// Qmdb methods of links between objects of open databases.
+// Qmdb methods of links between objects of open databases. A link record
+// names its database by registry id, so a link to a database that has been
+// closed reads as a link to none. Any object but the root may carry a link;
+// its kind is not looked at. Removing a link leaves its record in the heap.
 #include "Qmdb/Qmdb"
 #include "Qmdb/edits/LinkRecord.h"
 #include "Qmdb/edits/Links.h"
