@@ -10,11 +10,13 @@
 #include "Qmdb/edits/Attributes.h"
 #include "Qmdb/edits/Links.h"
 #include "Qmdb/handle/Internal.h"
+#include "Qmdb/handle/Placement.h"
 #include "Qmdb/objects/ChildList.h"
 #include "Qmdb/objects/Navigation.h"
 #include "Qmdb/objects/Records.h"
 
 using qmdb::handle::Internal;
+using qmdb::handle::placeMade;
 namespace objects = qmdb::objects;
 namespace store = qmdb::store;
 
@@ -30,16 +32,6 @@ class Text {
   bool absent_;
   std::string text_;
 };
-
-// The child list of `parent` and the absolute `after` for an insertion; list 0 when refused.
-bool insertionPlace(Qmdb& db, store::Store& s, long parent, long after, long& list, long& a) {
-  long p = objects::handleOf(parent);
-  if (db.objectType(p) != QmdbNode) return false;
-  list = objects::childList(s, p);
-  a = objects::handleOf(after);
-  if (list == 0) return false;
-  return a == 0 || (a != objects::kRoot && objects::object::parent(s, a) == list);
-}
 
 }  // namespace
 
@@ -138,12 +130,9 @@ long Qmdb::treeCopy(long object, bool copyAttributes, bool copyValues, bool copy
 
 long Qmdb::addCopy(long parent, const Qmdb* db, long object, bool copyAttributes, bool copyValues,
                    bool copyLink, bool linkToSource) {
-  store::Store* s = Internal::writable(*this);
-  long list = 0;
-  long a = 0;
-  if (s == nullptr || !insertionPlace(*this, *s, parent, 0, list, a)) return 0;
-  long c = copy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
-  return c != 0 ? objects::attach(*s, c, list, objects::nodeRecord::lastChild(*s, list)) : 0;
+  return placeMade(*this, parent, 0, true, [&] {
+    return copy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
+  });
 }
 
 long Qmdb::addCopy(long parent, long object, bool copyAttributes, bool copyValues, bool copyLink,
@@ -153,12 +142,9 @@ long Qmdb::addCopy(long parent, long object, bool copyAttributes, bool copyValue
 
 long Qmdb::addTreeCopy(long parent, const Qmdb* db, long object, bool copyAttributes,
                        bool copyValues, bool copyLink, bool linkToSource) {
-  store::Store* s = Internal::writable(*this);
-  long list = 0;
-  long a = 0;
-  if (s == nullptr || !insertionPlace(*this, *s, parent, 0, list, a)) return 0;
-  long c = treeCopy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
-  return c != 0 ? objects::attach(*s, c, list, objects::nodeRecord::lastChild(*s, list)) : 0;
+  return placeMade(*this, parent, 0, true, [&] {
+    return treeCopy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
+  });
 }
 
 long Qmdb::addTreeCopy(long parent, long object, bool copyAttributes, bool copyValues,
@@ -168,12 +154,9 @@ long Qmdb::addTreeCopy(long parent, long object, bool copyAttributes, bool copyV
 
 long Qmdb::insertCopy(long parent, long after, const Qmdb* db, long object, bool copyAttributes,
                       bool copyValues, bool copyLink, bool linkToSource) {
-  store::Store* s = Internal::writable(*this);
-  long list = 0;
-  long a = 0;
-  if (s == nullptr || !insertionPlace(*this, *s, parent, after, list, a)) return 0;
-  long c = copy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
-  return c != 0 ? objects::attach(*s, c, list, a) : 0;
+  return placeMade(*this, parent, after, false, [&] {
+    return copy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
+  });
 }
 
 long Qmdb::insertCopy(long parent, long after, long object, bool copyAttributes, bool copyValues,
@@ -184,12 +167,9 @@ long Qmdb::insertCopy(long parent, long after, long object, bool copyAttributes,
 
 long Qmdb::insertTreeCopy(long parent, long after, const Qmdb* db, long object, bool copyAttributes,
                           bool copyValues, bool copyLink, bool linkToSource) {
-  store::Store* s = Internal::writable(*this);
-  long list = 0;
-  long a = 0;
-  if (s == nullptr || !insertionPlace(*this, *s, parent, after, list, a)) return 0;
-  long c = treeCopy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
-  return c != 0 ? objects::attach(*s, c, list, a) : 0;
+  return placeMade(*this, parent, after, false, [&] {
+    return treeCopy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
+  });
 }
 
 long Qmdb::insertTreeCopy(long parent, long after, long object, bool copyAttributes,

@@ -68,7 +68,9 @@ Qmdb::~Qmdb() {
   delete mp_Encoding;
 }
 
-bool Qmdb::isValid() const { return Internal::usable(*this) != nullptr; }
+bool Qmdb::isValid() const {
+  return Internal::usable(*this) != nullptr;
+}
 
 bool Qmdb::hasChanged() {
   if (store_ == nullptr) return false;
@@ -88,7 +90,9 @@ bool Qmdb::setUpdatable(bool updatable) {
   return true;
 }
 
-bool Qmdb::isUpdatable() const { return Internal::writable(*this) != nullptr; }
+bool Qmdb::isUpdatable() const {
+  return Internal::writable(*this) != nullptr;
+}
 
 long Qmdb::getSize() const {
   store::Store* s = Internal::usable(*this);
@@ -149,20 +153,26 @@ void Qmdb::deleteHook(char* name) {
   if (store_ != nullptr) store_->hooks.destroy(name);
 }
 
-void* Qmdb::removeHook(char* name) { return store_ != nullptr ? store_->hooks.take(name) : nullptr; }
+void* Qmdb::removeHook(char* name) {
+  return store_ != nullptr ? store_->hooks.take(name) : nullptr;
+}
 
 char** Qmdb::namesHooked() const {
   if (store_ != nullptr) return store_->hooks.names();
   return static_cast<char**>(calloc(1, sizeof(char*)));
 }
 
-void Qmdb::addRef() { ++refCount_; }
+void Qmdb::addRef() {
+  ++refCount_;
+}
 
 void Qmdb::release() {
   if (--refCount_ < 1) delete this;
 }
 
-long Qmdb::getRef() { return refCount_; }
+long Qmdb::getRef() {
+  return refCount_;
+}
 
 bool Qmdb::pushCoding(const char* name) const {
   if (!assertEncoding(mp_Encoding)) return false;
@@ -215,6 +225,10 @@ bool Qmdb::clearError() {
   return true;
 }
 
-char* Qmdb::apiVersion() { return kApiVersion; }
+char* Qmdb::apiVersion() {
+  return kApiVersion;
+}
 
-char* Qmdb::compileDate() { return kCompileDate; }
+char* Qmdb::compileDate() {
+  return kCompileDate;
+}

@@ -43,46 +43,100 @@ extern "C" {
 Qmdb* Qmdb_new(const char* name, QmdbFileMode mode, long pages, long pageSize) {
   return new (std::nothrow) Qmdb(name, mode, pages, pageSize);
 }
-void Qmdb_delete(Qmdb* db) { delete db; }
-bool Qmdb_pushCoding(Qmdb* db, const char* name) { return db->pushCoding(name); }
-bool Qmdb_pushTransparentCoding(Qmdb* db) { return db->pushTransparentCoding(); }
-bool Qmdb_popCoding(Qmdb* db) { return db->popCoding(); }
-bool Qmdb_isValid(Qmdb* db) { return db->isValid(); }
-bool Qmdb_hasChanged(Qmdb* db) { return db->hasChanged(); }
-bool Qmdb_setUpdatable(Qmdb* db, bool updatable) { return db->setUpdatable(updatable); }
-bool Qmdb_isUpdatable(Qmdb* db) { return db->isUpdatable(); }
-long Qmdb_getSize(Qmdb* db) { return db->getSize(); }
-long Qmdb_getName(char* buffer, long size, Qmdb* db) { return deliver(db->getName(), buffer, size); }
-long Qmdb_getPageSize(Qmdb* db) { return db->getPageSize(); }
+void Qmdb_delete(Qmdb* db) {
+  delete db;
+}
+bool Qmdb_pushCoding(Qmdb* db, const char* name) {
+  return db->pushCoding(name);
+}
+bool Qmdb_pushTransparentCoding(Qmdb* db) {
+  return db->pushTransparentCoding();
+}
+bool Qmdb_popCoding(Qmdb* db) {
+  return db->popCoding();
+}
+bool Qmdb_isValid(Qmdb* db) {
+  return db->isValid();
+}
+bool Qmdb_hasChanged(Qmdb* db) {
+  return db->hasChanged();
+}
+bool Qmdb_setUpdatable(Qmdb* db, bool updatable) {
+  return db->setUpdatable(updatable);
+}
+bool Qmdb_isUpdatable(Qmdb* db) {
+  return db->isUpdatable();
+}
+long Qmdb_getSize(Qmdb* db) {
+  return db->getSize();
+}
+long Qmdb_getName(char* buffer, long size, Qmdb* db) {
+  return deliver(db->getName(), buffer, size);
+}
+long Qmdb_getPageSize(Qmdb* db) {
+  return db->getPageSize();
+}
 long Qmdb_apiVersion(char* buffer, long size, Qmdb*) {
   return deliver(Qmdb::apiVersion(), buffer, size);
 }
 
-long Qmdb_addAttr(Qmdb* db, long object, long attribute) { return db->addAttr(object, attribute); }
+long Qmdb_addAttr(Qmdb* db, long object, long attribute) {
+  return db->addAttr(object, attribute);
+}
 long Qmdb_removeAttribute(Qmdb* db, long object, long attribute) {
   return db->removeAttribute(object, attribute);
 }
 bool Qmdb_dropAttribute(Qmdb* db, long object, long attribute) {
   return db->dropAttribute(object, attribute);
 }
-long Qmdb_nextAttribute(Qmdb* db, long attribute) { return db->nextAttribute(attribute); }
-QmdbAttributeType Qmdb_attrType(Qmdb* db, long attribute) { return db->attrType(attribute); }
-QmdbAttributeClass Qmdb_attrClass(Qmdb* db, long attribute) { return db->attrClass(attribute); }
-bool Qmdb_isObject(Qmdb* db, long object, QmdbObjectType type) { return db->isObject(object, type); }
-QmdbObjectType Qmdb_objectType(Qmdb* db, long object) { return db->objectType(object); }
-QmdbEntityType Qmdb_entityType(Qmdb* db, long object) { return db->entityType(object); }
-bool Qmdb_isAttached(Qmdb* db, long object) { return db->isAttached(object); }
-long Qmdb_parent(Qmdb* db, long object) { return db->parent(object); }
-long Qmdb_first(Qmdb* db, long object) { return db->first(object); }
-long Qmdb_last(Qmdb* db, long object) { return db->last(object); }
-long Qmdb_next(Qmdb* db, long position, QmdbTraverseMode mode) { return db->next(position, mode); }
+long Qmdb_nextAttribute(Qmdb* db, long attribute) {
+  return db->nextAttribute(attribute);
+}
+QmdbAttributeType Qmdb_attrType(Qmdb* db, long attribute) {
+  return db->attrType(attribute);
+}
+QmdbAttributeClass Qmdb_attrClass(Qmdb* db, long attribute) {
+  return db->attrClass(attribute);
+}
+bool Qmdb_isObject(Qmdb* db, long object, QmdbObjectType type) {
+  return db->isObject(object, type);
+}
+QmdbObjectType Qmdb_objectType(Qmdb* db, long object) {
+  return db->objectType(object);
+}
+QmdbEntityType Qmdb_entityType(Qmdb* db, long object) {
+  return db->entityType(object);
+}
+bool Qmdb_isAttached(Qmdb* db, long object) {
+  return db->isAttached(object);
+}
+long Qmdb_parent(Qmdb* db, long object) {
+  return db->parent(object);
+}
+long Qmdb_first(Qmdb* db, long object) {
+  return db->first(object);
+}
+long Qmdb_last(Qmdb* db, long object) {
+  return db->last(object);
+}
+long Qmdb_next(Qmdb* db, long position, QmdbTraverseMode mode) {
+  return db->next(position, mode);
+}
 long Qmdb_previous(Qmdb* db, long position, QmdbTraverseMode mode) {
   return db->previous(position, mode);
 }
-long Qmdb_removeObject(Qmdb* db, long object) { return db->removeObject(object); }
-long Qmdb_removeTree(Qmdb* db, long object) { return db->removeTree(object); }
-bool Qmdb_dropObject(Qmdb* db, long object) { return db->dropObject(object); }
-bool Qmdb_dropTree(Qmdb* db, long object) { return db->dropTree(object); }
+long Qmdb_removeObject(Qmdb* db, long object) {
+  return db->removeObject(object);
+}
+long Qmdb_removeTree(Qmdb* db, long object) {
+  return db->removeTree(object);
+}
+bool Qmdb_dropObject(Qmdb* db, long object) {
+  return db->dropObject(object);
+}
+bool Qmdb_dropTree(Qmdb* db, long object) {
+  return db->dropTree(object);
+}
 long Qmdb_moveObject(Qmdb* db, long parent, long after, long object) {
   return db->moveObject(parent, after, object);
 }
@@ -107,7 +161,9 @@ long Qmdb_setAttrValue(Qmdb* db, long attribute, const char* value) {
 long Qmdb_addNode(Qmdb* db, long parent, const char* gid) {
   return db->addNode(parent, Latin1Arg(gid).get());
 }
-long Qmdb_addString(Qmdb* db, long parent, const char* text) { return db->addString(parent, text); }
+long Qmdb_addString(Qmdb* db, long parent, const char* text) {
+  return db->addString(parent, text);
+}
 long Qmdb_addEntity(Qmdb* db, long parent, const char* name, const char* value,
                     QmdbEntityType type) {
   return db->addEntity(parent, Latin1Arg(name).get(), Latin1Arg(value).get(), type);
@@ -128,7 +184,9 @@ long Qmdb_insertEntity(Qmdb* db, long parent, long after, const char* name, cons
 long Qmdb_insertPi(Qmdb* db, long parent, long after, const char* target, const char* data) {
   return db->insertPi(parent, after, Latin1Arg(target).get(), Latin1Arg(data).get());
 }
-long Qmdb_setId(Qmdb* db, long object, const char* id) { return db->setId(object, Latin1Arg(id).get()); }
+long Qmdb_setId(Qmdb* db, long object, const char* id) {
+  return db->setId(object, Latin1Arg(id).get());
+}
 long Qmdb_setGid(Qmdb* db, long object, const char* gid) {
   return db->setGid(object, Latin1Arg(gid).get());
 }
@@ -162,8 +220,8 @@ long Qmdb_getIndex(Qmdb* db, const char* indexName, const char* key) {
   Latin1Arg name(indexName);
   Latin1Arg internalKey(key);
   QmdbList list;
-  long found = db->getIndex(&list, db->index(name.get()), const_cast<char*>(internalKey.get()),
-                            nullptr);
+  long found =
+      db->getIndex(&list, db->index(name.get()), const_cast<char*>(internalKey.get()), nullptr);
   return found > 0 ? list.first() : found;
 }
 long Qmdb_addCopy(Qmdb* db, long parent, const Qmdb* source, long object) {

@@ -5,6 +5,7 @@
 
 #include "Qmdb/Qmdb"
 #include "Qmdb/handle/Internal.h"
+#include "Qmdb/handle/Placement.h"
 #include "Qmdb/handle/TextConvert.h"
 #include "Qmdb/objects/ChildList.h"
 #include "Qmdb/objects/Creation.h"
@@ -12,35 +13,11 @@
 #include "Qmdb/objects/StoredText.h"
 
 using qmdb::handle::Internal;
+using qmdb::handle::placeMade;
 using qmdb::handle::textIn;
 namespace objects = qmdb::objects;
 namespace object = qmdb::objects::object;
 namespace store = qmdb::store;
-
-namespace {
-
-// The child list that `parent` offers when it is a node or the database root; 0 otherwise.
-long listOf(Qmdb& db, store::Store& s, long parent) {
-  long p = qmdb::objects::handleOf(parent);
-  if (db.objectType(p) != QmdbNode) return 0;
-  return objects::childList(s, p);
-}
-
-// The member of `list` after which to insert: `after` itself, 0 for the front, or
-// -1 when `after` is not a member of the list.
-long positionIn(store::Store& s, long list, long after) {
-  long a = qmdb::objects::handleOf(after);
-  if (a == 0) return 0;
-  if (a == objects::kRoot || object::parent(s, a) != list) return -1;
-  return a;
-}
-
-long appendTo(store::Store& s, long list, long o) {
-  if (o == 0) return 0;
-  return objects::attach(s, o, list, objects::nodeRecord::lastChild(s, list));
-}
-
-}  // namespace
 
 long Qmdb::node(const char* gid) {
   store::Store* s = Internal::writable(*this);
@@ -51,7 +28,8 @@ long Qmdb::node(const char* gid) {
   long o = objects::createObjectRecord(*s);
   if (o != 0) {
     long r = objects::makeNodeRecord(*s, o);
-    if (r != 0) result = g != nullptr ? objects::storeName(*s, r + objects::nodeRecord::kGid, g) : r;
+    if (r != 0)
+      result = g != nullptr ? objects::storeName(*s, r + objects::nodeRecord::kGid, g) : r;
   }
   s->changed = true;
   return result > 0 ? o : 0;
@@ -114,62 +92,34 @@ long Qmdb::pi(const char* target, const char* data) {
 }
 
 long Qmdb::addNode(long parent, const char* gid) {
-  store::Store* s = Internal::writable(*this);
-  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
-  return list != 0 ? appendTo(*s, list, node(gid)) : 0;
+  return placeMade(*this, parent, 0, true, [&] { return node(gid); });
 }
 
 long Qmdb::addString(long parent, const char* text) {
-  store::Store* s = Internal::writable(*this);
-  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
-  return list != 0 ? appendTo(*s, list, string(text)) : 0;
+  return placeMade(*this, parent, 0, true, [&] { return string(text); });
 }
 
 long Qmdb::addEntity(long parent, const char* name, const char* value, QmdbEntityType type) {
-  store::Store* s = Internal::writable(*this);
-  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
-  return list != 0 ? appendTo(*s, list, entity(name, value, type)) : 0;
+  return placeMade(*this, parent, 0, true, [&] { return entity(name, value, type); });
 }
 
 long Qmdb::addPi(long parent, const char* target, const char* data) {
-  store::Store* s = Internal::writable(*this);
-  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
-  return list != 0 ? appendTo(*s, list, pi(target, data)) : 0;
+  return placeMade(*this, parent, 0, true, [&] { return pi(target, data); });
 }
 
 long Qmdb::insertNode(long parent, long after, const char* gid) {
-  store::Store* s = Internal::writable(*this);
-  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
-  long a = list != 0 ? positionIn(*s, list, after) : -1;
-  if (a < 0) return 0;
-  long o = node(gid);
-  return o != 0 ? objects::attach(*s, o, list, a) : 0;
+  return placeMade(*this, parent, after, false, [&] { return node(gid); });
 }
 
 long Qmdb::insertString(long parent, long after, const char* text) {
-  store::Store* s = Internal::writable(*this);
-  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
-  long a = list != 0 ? positionIn(*s, list, after) : -1;
-  if (a < 0) return 0;
-  long o = string(text);
-  return o != 0 ? objects::attach(*s, o, list, a) : 0;
+  return placeMade(*this, parent, after, false, [&] { return string(text); });
 }
 
 long Qmdb::insertEntity(long parent, long after, const char* name, const char* value,
                         QmdbEntityType type) {
-  store::Store* s = Internal::writable(*this);
-  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
-  long a = list != 0 ? positionIn(*s, list, after) : -1;
-  if (a < 0) return 0;
-  long o = entity(name, value, type);
-  return o != 0 ? objects::attach(*s, o, list, a) : 0;
+  return placeMade(*this, parent, after, false, [&] { return entity(name, value, type); });
 }
 
 long Qmdb::insertPi(long parent, long after, const char* target, const char* data) {
-  store::Store* s = Internal::writable(*this);
-  long list = s != nullptr ? listOf(*this, *s, parent) : 0;
-  long a = list != 0 ? positionIn(*s, list, after) : -1;
-  if (a < 0) return 0;
-  long o = pi(target, data);
-  return o != 0 ? objects::attach(*s, o, list, a) : 0;
+  return placeMade(*this, parent, after, false, [&] { return pi(target, data); });
 }

@@ -57,7 +57,9 @@ char* Qmdb::getId(long o) const {
   return textOut(mp_Encoding, store::readHeapString(*s, text), held);
 }
 
-char* Qmdb::getGid(long o) const { return getId(o); }
+char* Qmdb::getGid(long o) const {
+  return getId(o);
+}
 
 char* Qmdb::getValue(long o) const {
   store::Store* s = Internal::usable(*this);
@@ -91,7 +93,9 @@ long Qmdb::setId(long o, const char* id) {
   return h;
 }
 
-long Qmdb::setGid(long o, const char* gid) { return setId(o, gid); }
+long Qmdb::setGid(long o, const char* gid) {
+  return setId(o, gid);
+}
 
 long Qmdb::setValue(long o, const char* value) {
   store::Store* s = Internal::writable(*this);

@@ -4,6 +4,7 @@
 // before anything changes.
 #include "Qmdb/Qmdb"
 #include "Qmdb/handle/Internal.h"
+#include "Qmdb/handle/Placement.h"
 #include "Qmdb/objects/ChildList.h"
 #include "Qmdb/objects/Navigation.h"
 #include "Qmdb/objects/Records.h"
@@ -22,25 +23,6 @@ long removeFrom(Qmdb& db, long handle, bool wholeTree) {
   objects::detach(*s, o, wholeTree);
   s->changed = true;
   return o;
-}
-
-// The target's child list and position for a move: the list (0 when refused)
-// and `after` made absolute.
-struct Place {
-  long list = 0;
-  long after = 0;
-};
-
-Place placeFor(Qmdb& db, store::Store& s, long parent, long after) {
-  Place place;
-  long p = objects::handleOf(parent);
-  if (db.objectType(p) != QmdbNode) return place;
-  long list = objects::childList(s, p);
-  long a = objects::handleOf(after);
-  if (a != 0 && (a == objects::kRoot || object::parent(s, a) != list)) return place;
-  place.list = list;
-  place.after = a;
-  return place;
 }
 
 // Whether `o` is `p` or one of its ancestors. A climb that does not end within
@@ -111,7 +93,7 @@ long Qmdb::moveObject(long parent, long after, Qmdb* db, long object) {
     if (r != 0) db->removeObject(object);
     return r;
   }
-  Place place = placeFor(*this, *s, parent, after);
+  qmdb::handle::Placement place = qmdb::handle::placeAfter(*this, *s, parent, after);
   long o = objects::handleOf(object);
   long p = objects::handleOf(parent);
   if (place.list == 0 || o == 0 || o == objects::kRoot || p == o || place.after == o) return 0;
@@ -142,7 +124,7 @@ long Qmdb::moveTree(long parent, long after, Qmdb* db, long object) {
   long o = objects::handleOf(object);
   if (o == 0 || o == objects::kRoot) return 0;
   if (holds(*this, *s, o, p)) return 0;  // the object may not move into its own subtree
-  Place place = placeFor(*this, *s, parent, after);
+  qmdb::handle::Placement place = qmdb::handle::placeAfter(*this, *s, parent, after);
   if (place.list == 0 || place.after == o) return 0;
   long r = objects::attach(*s, o, place.list, place.after);
   s->changed = true;

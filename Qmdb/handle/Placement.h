@@ -1,0 +1,53 @@
+// Where a new or moved object goes: the child list of a parent (a node or
+// the database root) and the member of it after which the object is linked.
+// Shared by the methods that add, insert, copy and move, which all check the
+// place before anything is made or changed.
+#ifndef QMDB_HANDLE_PLACEMENT_H
+#define QMDB_HANDLE_PLACEMENT_H
+
+#include "Qmdb/Qmdb"
+#include "Qmdb/handle/Internal.h"
+#include "Qmdb/objects/ChildList.h"
+#include "Qmdb/objects/Records.h"
+
+namespace qmdb::handle {
+
+/// A child list and the member to link after (0: at the front).
+struct Placement {
+  long list = 0;   ///< the parent's node record (or the root record); 0 when refused
+  long after = 0;  ///< |after|
+};
+
+/// The place after the child `after` (0: first) of `parent`; list 0 when `parent`
+/// is no node or the root, or `after` is 1 or no child of it. Handles by absolute value.
+inline Placement placeAfter(Qmdb& db, store::Store& s, long parent, long after) {
+  Placement place;
+  long p = objects::handleOf(parent);
+  if (db.objectType(p) != QmdbNode) return place;
+  long list = objects::childList(s, p);
+  long a = objects::handleOf(after);
+  if (list == 0 || (a != 0 && (a == objects::kRoot || objects::object::parent(s, a) != list))) {
+    return place;
+  }
+  place.list = list;
+  place.after = a;
+  return place;
+}
+
+/// Checks the place first, then makes the object with `make` and links it in:
+/// after `after`, or as the last child when `append`. The object, or 0.
+template <typename Make>
+long placeMade(Qmdb& db, long parent, long after, bool append, Make make) {
+  store::Store* s = Internal::writable(db);
+  if (s == nullptr) return 0;
+  Placement place = placeAfter(db, *s, parent, append ? 0 : after);
+  if (place.list == 0) return 0;
+  long o = make();
+  if (o == 0) return 0;
+  long behind = append ? objects::nodeRecord::lastChild(*s, place.list) : place.after;
+  return objects::attach(*s, o, place.list, behind);
+}
+
+}  // namespace qmdb::handle
+
+#endif
