@@ -263,7 +263,7 @@ uint8_t* resolveMiss(Store& store, long address) {
   return frame->data + offset;
 }
 
-long reserve(Store& store, long n) {
+long reserveMiss(Store& store, long n) {
   if (n > store.pageSize || n < 0) return 0;
   long room = store.pageSize - store.heapTop % store.pageSize;
   if (room >= n) {

@@ -45,10 +45,27 @@ inline void markDirty(Store& store) {
   if (store.head != nullptr) store.head->dirty = true;
 }
 
+/// The slow part of reserve(): the heap top's page is not the head, or `n`
+/// bytes do not fit on it.
+long reserveMiss(Store& store, long n);
+
 /// A heap address where `n` bytes fit within one page, or 0. The caller moves
 /// the heap top past them and writes the record before it resolves any other
 /// address. Skipping the rest of a page marks that page dirty.
-long reserve(Store& store, long n);
+inline long reserve(Store& store, long n) {
+  Frame* head = store.head;
+  if (head != nullptr && n >= 0) {
+    // The heap top lies on the head's page, which has room: no division, no I/O.
+    unsigned long offset =
+        static_cast<unsigned long>(store.heapTop) - static_cast<unsigned long>(head->base);
+    if (offset < static_cast<unsigned long>(store.pageSize) &&
+        static_cast<unsigned long>(store.pageSize) - offset >= static_cast<unsigned long>(n) &&
+        store.heapTop + n <= kHeapLimit) {
+      return store.heapTop;
+    }
+  }
+  return reserveMiss(store, n);
+}
 
 /// Writes back and frees the least recently used frame; false (no message)
 /// below 3 frames, false (reported) when the page cannot be written.
