@@ -6,6 +6,19 @@
 
 #include <stdio.h>
 
+/* Texts come back in ISO 8859-1; the terminal wants UTF-8. */
+static void printLatin1(const char* text) {
+  for (; *text != '\0'; ++text) {
+    unsigned char c = (unsigned char)*text;
+    if (c < 0x80) {
+      putchar(c);
+    } else {
+      putchar(0xC0 | c >> 6);
+      putchar(0x80 | (c & 0x3F));
+    }
+  }
+}
+
 int main(int argc, char** argv) {
   char gid[64];
   char text[256];
@@ -27,9 +40,13 @@ int main(int argc, char** argv) {
     long menu = Qmdb_addNode(db, 1, "menu");
     long dish = Qmdb_addNode(db, menu, "dish");
     Qmdb_addAttribute(db, dish, "price", "12", (QmdbAttributeType)1, (QmdbAttributeClass)1);
-    Qmdb_addString(db, dish, "Cr\xc3\xa8me br\xc3\xbbl\xc3\xa9" "e");  /* bytes as they are */
+    /* Qmdb_addString passes its bytes as they are (here UTF-8); every other
+       text argument is ISO 8859-1 and converted. */
+    Qmdb_addString(db, dish,
+                   "Cr\xc3\xa8me br\xc3\xbbl\xc3\xa9"
+                   "e");
     dish = Qmdb_addNode(db, menu, "dish");
-    Qmdb_addString(db, Qmdb_addNode(db, dish, "name"), "Caf\xe9 au lait"); /* ISO 8859-1 */
+    Qmdb_insertString(db, Qmdb_addNode(db, dish, "name"), 0, "Caf\xe9 au lait");
   }
   Qmdb_delete(db); /* saves */
 
@@ -46,11 +63,15 @@ int main(int argc, char** argv) {
     }
     if (Qmdb_objectType(db, p) == QmdbNode) {
       Qmdb_getGid(gid, sizeof gid, db, p);
-      printf("%*s<%s>\n", depth * 2, "", gid);
+      printf("%*s<", depth * 2, "");
+      printLatin1(gid);
+      printf(">\n");
       if (Qmdb_first(db, p) != 0) ++depth;
     } else {
       Qmdb_getValue(text, sizeof text, db, p);
-      printf("%*s\"%s\"\n", depth * 2, "", text);
+      printf("%*s\"", depth * 2, "");
+      printLatin1(text);
+      printf("\"\n");
     }
   }
   Qmdb_delete(db);
