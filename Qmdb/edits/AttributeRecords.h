@@ -67,6 +67,16 @@ inline bool setType(Store& s, long a, long t) {
 inline bool setClass(Store& s, long a, long c) {
   return put8(s, a + kClass, static_cast<uint8_t>(c & 0xff));
 }
+/// The addresses of the fields that are followed or stored into.
+inline long nextField(long a) {
+  return a + kNext;
+}
+inline long nameField(long a) {
+  return a + kName;
+}
+inline long valueField(long a) {
+  return a + kValue;
+}
 }  // namespace attributeRecord
 
 // Attribute list record (4 bytes)
@@ -81,6 +91,10 @@ inline long first(Store& s, long l) {
 }
 inline bool setFirst(Store& s, long l, long v) {
   return put32(s, l + kFirst, static_cast<int32_t>(v));
+}
+/// The address of the first-attribute field.
+inline long firstField(long l) {
+  return l + kFirst;
 }
 }  // namespace attributeList
 

@@ -10,11 +10,11 @@ namespace {
 
 // Writes `a` into the field that ends the list (the first field when empty).
 bool append(store::Store& s, long list, long a) {
-  long field = list + attributeList::kFirst;
+  long field = attributeList::firstField(list);
   long steps = attributeWalkLimit(s);
   for (long at = store::get32(s, field); at != 0; at = store::get32(s, field)) {
     if (--steps < 0 || at == attributeRecord::kFreeMarker) return false;
-    field = at + attributeRecord::kNext;
+    field = attributeRecord::nextField(at);
   }
   return store::put32(s, field, static_cast<int32_t>(a));
 }
@@ -48,7 +48,7 @@ long attachAttribute(store::Store& s, long list, long a) {
 
 bool setAttributeName(store::Store& s, long a, const char* name) {
   if (name == nullptr) return attributeRecord::setName(s, a, 0);
-  return objects::storeName(s, a + attributeRecord::kName, name) != 0;
+  return objects::storeName(s, attributeRecord::nameField(a), name) != 0;
 }
 
 long setAttributeValue(store::Store& s, long a, const char* value, long type, long cls) {
@@ -56,7 +56,7 @@ long setAttributeValue(store::Store& s, long a, const char* value, long type, lo
   if (value == nullptr) {
     attributeRecord::setValue(s, a, 0);
   } else {
-    copy = objects::storeCopy(s, a + attributeRecord::kValue, value);
+    copy = objects::storeCopy(s, attributeRecord::valueField(a), value);
     if (copy == 0) return 0;
   }
   attributeRecord::setType(s, a, type);
@@ -65,13 +65,13 @@ long setAttributeValue(store::Store& s, long a, const char* value, long type, lo
 }
 
 bool unlinkAttribute(store::Store& s, long list, long a) {
-  long field = list + attributeList::kFirst;
+  long field = attributeList::firstField(list);
   long steps = attributeWalkLimit(s);
   for (long at = store::get32(s, field); at != 0 && at != attributeRecord::kFreeMarker;
        at = store::get32(s, field)) {
     if (--steps < 0) return false;
     if (at == a) return store::put32(s, field, static_cast<int32_t>(attributeRecord::next(s, a)));
-    field = at + attributeRecord::kNext;
+    field = attributeRecord::nextField(at);
   }
   return false;
 }

@@ -29,7 +29,7 @@ long Qmdb::node(const char* gid) {
   if (o != 0) {
     long r = objects::makeNodeRecord(*s, o);
     if (r != 0)
-      result = g != nullptr ? objects::storeName(*s, r + objects::nodeRecord::kGid, g) : r;
+      result = g != nullptr ? objects::storeName(*s, objects::nodeRecord::gidField(r), g) : r;
   }
   s->changed = true;
   return result > 0 ? o : 0;
@@ -57,7 +57,7 @@ long Qmdb::entity(const char* name, const char* value, QmdbEntityType type) {
   long o = objects::createObjectRecord(*s);
   long r = o != 0 ? objects::makeEntityRecord(*s, o) : 0;
   if (r != 0) {
-    long named = n != nullptr ? objects::storeName(*s, r + objects::entityRecord::kName, n) : r;
+    long named = n != nullptr ? objects::storeName(*s, objects::entityRecord::nameField(r), n) : r;
     if (named != 0) {
       if (v != nullptr) {
         result = objects::setEntityValue(*s, r, type, v);
@@ -82,9 +82,9 @@ long Qmdb::pi(const char* target, const char* data) {
   long o = objects::createObjectRecord(*s);
   long r = o != 0 ? objects::makePiRecord(*s, o) : 0;
   if (r != 0) {
-    long named = t != nullptr ? objects::storeName(*s, r + objects::piRecord::kTarget, t) : r;
+    long named = t != nullptr ? objects::storeName(*s, objects::piRecord::targetField(r), t) : r;
     if (named != 0) {
-      result = d != nullptr ? objects::storeCopy(*s, r + objects::piRecord::kData, d) : r;
+      result = d != nullptr ? objects::storeCopy(*s, objects::piRecord::dataField(r), d) : r;
     }
   }
   s->changed = true;

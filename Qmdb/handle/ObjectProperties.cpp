@@ -85,7 +85,7 @@ long Qmdb::setId(long o, const char* id) {
   const char* text = textIn(mp_Encoding, id, held);
   long own = object::body(*s, h);
   if (own == 0) return 0;
-  long field = own + objects::body::kName;
+  long field = objects::body::nameField(own);
   long result = objects::storeName(*s, field, text);
   if (text == nullptr) result = h;
   if (result == 0) return 0;
@@ -117,7 +117,7 @@ long Qmdb::setValue(long o, const char* value) {
       break;
     }
     case QmdbPi:
-      result = objects::storeCopy(*s, own + objects::piRecord::kData, text);
+      result = objects::storeCopy(*s, objects::piRecord::dataField(own), text);
       if (text == nullptr) result = h;
       break;
     default:
@@ -136,7 +136,7 @@ long Qmdb::setNotation(long o, const char* notation) {
   const char* text = textIn(mp_Encoding, notation, held);
   long own = object::body(*s, h);
   if (own == 0) return 0;
-  long field = own + objects::entityRecord::kNotation;
+  long field = objects::entityRecord::notationField(own);
   long result = objects::storeName(*s, field, text);
   if (text == nullptr) result = h;
   if (result == 0) return 0;

@@ -24,11 +24,7 @@ long makeNodeRecord(store::Store& s, long o) {
 long makeEntityRecord(store::Store& s, long o) {
   long r = store::reserveRecord(s, entityRecord::kSize);
   if (r == 0) return 0;
-  store::put32(s, r + entityRecord::kName, 0);
-  store::put32(s, r + entityRecord::kAttributes, 0);
-  store::put32(s, r + entityRecord::kValue, 0);
-  store::put32(s, r + entityRecord::kNotation, 0);
-  entityRecord::setType(s, r, 0);
+  if (!entityRecord::init(s, r)) return 0;
   object::setKind(s, o, QmdbEntity);
   object::setBody(s, o, r);
   return r;
@@ -37,16 +33,14 @@ long makeEntityRecord(store::Store& s, long o) {
 long makePiRecord(store::Store& s, long o) {
   long r = store::reserveRecord(s, piRecord::kSize);
   if (r == 0) return 0;
-  store::put32(s, r + piRecord::kTarget, 0);
-  store::put32(s, r + piRecord::kAttributes, 0);
-  store::put32(s, r + piRecord::kData, 0);
+  if (!piRecord::init(s, r)) return 0;
   object::setKind(s, o, QmdbPi);
   object::setBody(s, o, r);
   return r;
 }
 
 long setStringText(store::Store& s, long o, const char* text) {
-  long copy = storeCopy(s, o + object::kBody, text);
+  long copy = storeCopy(s, object::bodyField(o), text);
   if (copy == 0) return 0;
   object::setKind(s, o, QmdbString);
   return copy;
@@ -54,11 +48,11 @@ long setStringText(store::Store& s, long o, const char* text) {
 
 long setEntityValue(store::Store& s, long r, long type, const char* value) {
   if (value == nullptr) {
-    store::put32(s, r + entityRecord::kValue, 0);
+    store::put32(s, entityRecord::valueField(r), 0);
     entityRecord::setType(s, r, type);
     return 0;
   }
-  long copy = storeCopy(s, r + entityRecord::kValue, value);
+  long copy = storeCopy(s, entityRecord::valueField(r), value);
   if (copy == 0) return 0;
   entityRecord::setType(s, r, type);
   return copy;

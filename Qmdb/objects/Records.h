@@ -102,6 +102,10 @@ inline bool init(Store& s, long o) {
   markDirty(s);
   return true;
 }
+/// The address of the body field, where a string's text is stored.
+inline long bodyField(long o) {
+  return o + kBody;
+}
 }  // namespace object
 
 // The three bodies begin alike, so names and attribute lists are read the same way:
@@ -120,6 +124,10 @@ inline long attributes(Store& s, long b) {
 }
 inline bool setAttributes(Store& s, long b, long v) {
   return put32(s, b + kAttributes, static_cast<int32_t>(v));
+}
+/// The address of the name field, where names are stored.
+inline long nameField(long b) {
+  return b + kName;
 }
 }  // namespace body
 
@@ -163,6 +171,10 @@ inline bool init(Store& s, long r, long owner) {
   markDirty(s);
   return true;
 }
+/// The address of the gid field.
+inline long gidField(long r) {
+  return r + kGid;
+}
 }  // namespace nodeRecord
 
 // Entity record (20 bytes)
@@ -193,6 +205,25 @@ inline int type(Store& s, long r) {
 inline bool setType(Store& s, long r, long t) {
   return put8(s, r + kType, static_cast<uint8_t>(t & 0xff));
 }
+/// The addresses of the text fields, where texts are stored.
+inline long nameField(long r) {
+  return r + kName;
+}
+inline long valueField(long r) {
+  return r + kValue;
+}
+inline long notationField(long r) {
+  return r + kNotation;
+}
+/// Writes a new entity record at `r` with no name, attributes, value, notation
+/// or type (the padding is not written).
+inline bool init(Store& s, long r) {
+  uint8_t* p = fieldPointer(s, r, kType + 1);
+  if (p == nullptr) return false;
+  memset(p, 0, kType + 1);
+  markDirty(s);
+  return true;
+}
 }  // namespace entityRecord
 
 // Pi record (12 bytes)
@@ -208,6 +239,21 @@ constexpr long kSize = 4 + 4 + 4;
 
 inline long data(Store& s, long r) {
   return get32(s, r + kData);
+}
+/// The addresses of the text fields, where texts are stored.
+inline long targetField(long r) {
+  return r + kTarget;
+}
+inline long dataField(long r) {
+  return r + kData;
+}
+/// Writes a new pi record at `r` with no target, attributes or data.
+inline bool init(Store& s, long r) {
+  uint8_t* p = fieldPointer(s, r, kSize);
+  if (p == nullptr) return false;
+  memset(p, 0, kSize);
+  markDirty(s);
+  return true;
 }
 }  // namespace piRecord
 

@@ -233,7 +233,7 @@ long save(Store& store) {
   if (page0 == nullptr) return -1;
   bool firstSave = store.named && store.savedHeapTop == 0;
   header::write(page0, store.pageSize, store.heapTop, store.firstIndex);
-  if (firstSave) memset(page0 + header::kMagic, 0, 4);
+  if (firstSave) header::setMagic(page0, false);
   markDirty(store);
   if (store.linkCleanup) {
     if (store.clearLinks != nullptr) store.clearLinks(store);
@@ -251,7 +251,7 @@ long save(Store& store) {
   if (firstSave) {
     if (!writeMagic(store)) return -1;
     page0 = resolve(store, 0);
-    if (page0 != nullptr) memcpy(page0 + header::kMagic, header::kMagicBytes, 4);
+    if (page0 != nullptr) header::setMagic(page0, true);
   }
   journal::commit(store);
   return written;

@@ -50,6 +50,15 @@ inline int32_t version(const uint8_t* h) {
   return decodeFixed32(h + kVersion);
 }
 
+/// Writes or clears the magic: a file's first save writes it last.
+inline void setMagic(uint8_t* h, bool present) {
+  if (present) {
+    memcpy(h + kMagic, kMagicBytes, 4);
+  } else {
+    memset(h + kMagic, 0, 4);
+  }
+}
+
 /// Fills the 40 bytes: magic, the three fields, the current version, zeros.
 inline void write(uint8_t* h, int32_t pageSize, int32_t heapTop, int32_t firstIndex) {
   memset(h, 0, kSize);
