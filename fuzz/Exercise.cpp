@@ -3,6 +3,11 @@
 #include <cstring>
 #include <initializer_list>
 
+#include <unistd.h>
+
+#include <cstdlib>
+#include <map>
+
 #include "Qmdb/Qmdb"
 
 namespace qmdb::fuzz {
@@ -94,6 +99,17 @@ uint64_t readEverything(Qmdb& db, const uint8_t* data, size_t size) {
     digest = readObject(db, number % (db.getSize() + 1), digest);
   }
   return digest;
+}
+
+const std::string& scratchFile(const char* tag) {
+  static std::map<std::string, std::string> paths;
+  std::string& path = paths[tag];
+  if (path.empty()) {
+    const char* dir = getenv("TMPDIR");
+    path = std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/qmdb_fuzz_" + tag + "_" +
+           std::to_string(getpid()) + ".qmb";
+  }
+  return path;
 }
 
 }  // namespace qmdb::fuzz

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 class Qmdb;
 
@@ -15,6 +16,10 @@ namespace qmdb::fuzz {
 /// Runs every reading operation over what `db` holds and on the numbers in
 /// `data`; returns a digest of what it read, so nothing is optimised away.
 uint64_t readEverything(Qmdb& db, const uint8_t* data, size_t size);
+
+/// The scratch database file of this process for the harness `tag`, in $TMPDIR
+/// (else /tmp), so that harnesses running side by side never share one.
+const std::string& scratchFile(const char* tag);
 
 }  // namespace qmdb::fuzz
 

@@ -45,15 +45,6 @@ class Input {
   size_t at_ = 0;
 };
 
-const std::string& scratchFile() {
-  static const std::string path = [] {
-    const char* dir = getenv("TMPDIR");
-    return std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/qmdb_fuzz_api_" +
-           std::to_string(getpid()) + ".qmb";
-  }();
-  return path;
-}
-
 constexpr long kMaxSteps = 50000;
 
 // The document and indexes as one string; aborts when a walk does not end
@@ -270,7 +261,7 @@ void step(World& w, Input& in) {
       std::string before = snapshot(*w.file, w.trusted);
       w.file->flush(f1);
       w.file.reset();
-      w.file.reset(new Qmdb(scratchFile().c_str(), QmdbFileUpdate, 2, 0));
+      w.file.reset(new Qmdb(qmdb::fuzz::scratchFile("api").c_str(), QmdbFileUpdate, 2, 0));
       if (!w.file->isValid()) abort();
       // A save and reopen must change nothing (in a heap damaged through numbers
       // that are no handles, the header that a save rewrites may have been hit).
@@ -293,16 +284,16 @@ void step(World& w, Input& in) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   World w;
-  remove(scratchFile().c_str());
-  remove((scratchFile() + "-journal").c_str());
-  w.file.reset(new Qmdb(scratchFile().c_str(), QmdbFileWrite, 2, 256));
+  remove(qmdb::fuzz::scratchFile("api").c_str());
+  remove((qmdb::fuzz::scratchFile("api") + "-journal").c_str());
+  w.file.reset(new Qmdb(qmdb::fuzz::scratchFile("api").c_str(), QmdbFileWrite, 2, 256));
   w.store.reset(new Qmdb(nullptr, QmdbFileWrite, 1, 128));
   if (size > 0 && data[0] % 2 == 1) w.store->pushCoding("ISO8859-1");
   Input in(data, size);
   for (int i = 0; i < 200 && !in.done(); ++i) step(w, in);
   w.file.reset();
   w.store.reset();
-  remove(scratchFile().c_str());
-  remove((scratchFile() + "-journal").c_str());
+  remove(qmdb::fuzz::scratchFile("api").c_str());
+  remove((qmdb::fuzz::scratchFile("api") + "-journal").c_str());
   return 0;
 }

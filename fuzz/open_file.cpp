@@ -12,21 +12,8 @@
 #include "Qmdb/Qmdb"
 #include "tools/qmdb/Check.h"
 
-namespace {
-
-const std::string& scratchFile() {
-  static const std::string path = [] {
-    const char* dir = getenv("TMPDIR");
-    return std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/qmdb_fuzz_open_" +
-           std::to_string(getpid()) + ".qmb";
-  }();
-  return path;
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const std::string& path = scratchFile();
+  const std::string& path = qmdb::fuzz::scratchFile("open");
   FILE* file = fopen(path.c_str(), "wb");
   if (file == nullptr) return 0;
   if (size > 0) fwrite(data, 1, size, file);
