@@ -17,29 +17,46 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"import", importCommand, "import DOC.xml DB.qmb [--comments]",
-     "Parses the XML document DOC.xml and stores it as the new database DB.qmb\n"
-     "(an existing DB.qmb is replaced, but only once the import has succeeded).\n"
-     "Elements become nodes with their gid and their attributes in document\n"
-     "order; every attribute gets type code 1 and class code 1. Character data\n"
-     "becomes strings (adjacent data, CDATA sections and references included, is\n"
-     "one string; a text too long for one heap page is split into several\n"
-     "strings). Processing instructions become pis (target, data). The XML\n"
-     "declaration, a DOCTYPE and whitespace outside the root element are not\n"
-     "stored. The encoding that the document declares is honoured; the database\n"
-     "holds UTF-8. Namespace prefixes and xmlns attributes are kept as written.\n"
+    {"import", importCommand,
+     "import DOC.xml DB.qmb [--comments] [--no-dtd] [--no-default-attributes] [--no-external] "
+     "[--strict]",
+     "Parses the XML document DOC.xml (\"-\": standard input) and stores it as the\n"
+     "new database DB.qmb (an existing DB.qmb is replaced, but only once the import\n"
+     "has succeeded). Elements become nodes with their gid and their attributes in\n"
+     "document order (namespace declarations first, then those the DTD supplies);\n"
+     "every attribute gets type code 1 and class code 1. Character data becomes\n"
+     "strings (adjacent data and CDATA sections are one string; a text too long for\n"
+     "one heap page is split into several strings). Processing instructions become\n"
+     "pis (target, data). The DOCTYPE becomes a pi with the target \"#doctype\"\n"
+     "holding what stands between \"<!DOCTYPE \" and \">\". A reference to an\n"
+     "entity whose replacement is text becomes an entity object (name, value); one\n"
+     "whose replacement holds markup is loaded in its place; one that cannot be\n"
+     "resolved is kept as an entity object without value, with a warning.\n"
+     "The encoding that the document declares is honoured (any that iconv knows);\n"
+     "the database holds UTF-8. The external DTD and entities are read from local\n"
+     "files and XML catalogs only, never from the network.\n"
      "\n"
-     "  --comments  keep comments, as pis with the target \"#comment\" and the\n"
-     "              comment's text as data (export writes them back as comments)\n"
+     "  --comments               keep comments, as pis with the target \"#comment\"\n"
+     "  --no-dtd                 do not read the external DTD\n"
+     "  --no-default-attributes  do not add the attributes that the DTD supplies\n"
+     "  --no-external            do not read external entities (they stay unresolved)\n"
+     "  --strict                 an unresolved entity reference is an error\n"
      "\n"
      "Malformed XML is reported as FILE:LINE:COLUMN: MESSAGE and leaves no\n"
      "database behind. A progress bar is shown on a terminal for inputs over 4 MB."},
-    {"export", exportCommand, "export DB.qmb [OUT.xml]",
-     "Writes the document of DB.qmb as UTF-8 XML to OUT.xml, or to standard output.\n"
-     "Nodes become elements (an empty one as <a/>), with their attributes in list\n"
-     "order; strings become text; pis become <?target data?>, and pis with the\n"
-     "target \"#comment\" become comments. An entity is written as its value; a\n"
-     "node without a gid as its content alone."},
+    {"export", exportCommand,
+     "export DB.qmb [OUT.xml] [--encoding ENC] [--node H] [--no-declaration]",
+     "Writes the document of DB.qmb as XML to OUT.xml, or to standard output (also\n"
+     "for \"-\"). Nodes become elements (an empty one as <a/>), with their attributes\n"
+     "in list order; strings become text; pis become <?target data?>, pis with the\n"
+     "target \"#comment\" comments and the \"#doctype\" pi the DOCTYPE, which\n"
+     "declares every entity the document references; entities become references.\n"
+     "A text that is not valid UTF-8 is an error naming its object.\n"
+     "\n"
+     "  --encoding ENC    write in ENC (any name iconv knows; default UTF-8), with\n"
+     "                   character references for what ENC cannot hold\n"
+     "  --node H         write only the object H and what is below it\n"
+     "  --no-declaration leave out the <?xml ...?> declaration"},
     {"tree", treeCommand, "tree DB.qmb [PATH] [--whitespace]",
      "Prints an indented outline of the document, or of each object that PATH\n"
      "finds from the database root: nodes as their gid and attributes\n"
@@ -97,7 +114,8 @@ void usage(FILE* out) {
   fprintf(out, "usage: qmdb COMMAND ARGUMENTS...\n\ncommands:\n");
   for (const Command& command : kCommands) fprintf(out, "  qmdb %s\n", command.synopsis);
   fprintf(out,
-          "\n'qmdb COMMAND --help' explains a command. Exit status: 0 done, 1 failed,\n"
+          "\n'qmdb help COMMAND' or 'qmdb COMMAND --help' explains a command. Exit status: 0 done, "
+          "1 failed,\n"
           "2 wrong arguments.\n");
 }
 
@@ -120,7 +138,20 @@ int main(int argc, char** argv) {
     return kUsage;
   }
   const char* name = argv[1];
+  if (strcmp(name, "--version") == 0) {
+    printf("qmdb %s (library %s)\n", QMDB_VERSION, Qmdb::apiVersion());
+    return kOk;
+  }
   if (strcmp(name, "--help") == 0 || strcmp(name, "-h") == 0 || strcmp(name, "help") == 0) {
+    if (argc > 2 && strcmp(name, "help") == 0) {
+      const Command* command = findCommandByName(argv[2]);
+      if (command == nullptr) {
+        fprintf(stderr, "qmdb: unknown command '%s'\n", argv[2]);
+        return kUsage;
+      }
+      printf("usage: qmdb %s\n\n%s\n", command->synopsis, command->help);
+      return kOk;
+    }
     usage(stdout);
     return kOk;
   }

@@ -1,0 +1,258 @@
+// Writes DTD declarations back as text from what libxml2's SAX2 interface
+// reports of them. The loader keeps the internal subset this way, so the
+// forms here are the ones a later parse must read to the same declarations.
+#include "Declarations.h"
+
+namespace qmdbxml {
+namespace {
+
+const char* text(const xmlChar* s) {
+  return reinterpret_cast<const char*>(s);
+}
+
+std::string quoted(const xmlChar* s) {
+  std::string value = s != nullptr ? text(s) : "";
+  // A system literal cannot hold both quote characters; a " is written as
+  // %22, which a URI reader takes for the same character.
+  if (value.find('"') == std::string::npos) return "\"" + value + "\"";
+  if (value.find('\'') == std::string::npos) return "'" + value + "'";
+  std::string escaped;
+  for (char c : value) escaped += c == '"' ? std::string("%22") : std::string(1, c);
+  return "\"" + escaped + "\"";
+}
+
+void contentModel(xmlElementContentPtr content, std::string& out) {
+  if (content == nullptr) return;
+  switch (content->type) {
+    case XML_ELEMENT_CONTENT_PCDATA:
+      out += "#PCDATA";
+      break;
+    case XML_ELEMENT_CONTENT_ELEMENT:
+      if (content->prefix != nullptr) out += std::string(text(content->prefix)) + ":";
+      out += text(content->name);
+      break;
+    case XML_ELEMENT_CONTENT_SEQ:
+    case XML_ELEMENT_CONTENT_OR: {
+      // libxml2 keeps a list a|b|c as a right-leaning chain of binary nodes
+      // of the same kind with single occurrence; a chain is one group.
+      out += "(";
+      const char* separator = content->type == XML_ELEMENT_CONTENT_SEQ ? "," : "|";
+      xmlElementContentPtr link = content;
+      while (true) {
+        contentModel(link->c1, out);
+        xmlElementContentPtr rest = link->c2;
+        if (rest != nullptr && rest->type == content->type &&
+            rest->ocur == XML_ELEMENT_CONTENT_ONCE) {
+          out += separator;
+          link = rest;
+          continue;
+        }
+        if (rest != nullptr) {
+          out += separator;
+          contentModel(rest, out);
+        }
+        break;
+      }
+      out += ")";
+      break;
+    }
+  }
+  switch (content->ocur) {
+    case XML_ELEMENT_CONTENT_OPT:
+      out += "?";
+      break;
+    case XML_ELEMENT_CONTENT_MULT:
+      out += "*";
+      break;
+    case XML_ELEMENT_CONTENT_PLUS:
+      out += "+";
+      break;
+    default:
+      break;
+  }
+}
+
+}  // namespace
+
+std::string replacementLiteral(const std::string& value) {
+  std::string out = "\"";
+  for (size_t i = 0; i < value.size(); ++i) {
+    char c = value[i];
+    if (c == '&' && i + 1 < value.size() && value[i + 1] == '#') {
+      out += "&#38;";
+    } else if (c == '%') {
+      out += "&#37;";
+    } else if (c == '"') {
+      out += "&#34;";
+    } else {
+      out += c;
+    }
+  }
+  return out + "\"";
+}
+
+std::string characterDataLiteral(const std::string& value) {
+  std::string out = "\"";
+  for (char c : value) {
+    switch (c) {
+      case '&':
+        out += "&#38;#38;";
+        break;
+      case '<':
+        out += "&#38;#60;";
+        break;
+      case '%':
+        out += "&#37;";
+        break;
+      case '"':
+        out += "&#34;";
+        break;
+      case '\r':
+        out += "&#38;#13;";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out + "\"";
+}
+
+std::string attributeLiteral(const std::string& value) {
+  std::string out = "\"";
+  for (char c : value) {
+    switch (c) {
+      case '&':
+        out += "&#38;";
+        break;
+      case '<':
+        out += "&#60;";
+        break;
+      case '"':
+        out += "&#34;";
+        break;
+      case '\t':
+        out += "&#9;";
+        break;
+      case '\n':
+        out += "&#10;";
+        break;
+      case '\r':
+        out += "&#13;";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out + "\"";
+}
+
+std::string externalId(const xmlChar* publicId, const xmlChar* systemId) {
+  if (publicId != nullptr) {
+    std::string out = "PUBLIC " + quoted(publicId);
+    if (systemId != nullptr) out += " " + quoted(systemId);
+    return out;
+  }
+  if (systemId != nullptr) return "SYSTEM " + quoted(systemId);
+  return "";
+}
+
+std::string entityDeclaration(const xmlChar* name, int type, const xmlChar* publicId,
+                              const xmlChar* systemId, const xmlChar* content) {
+  bool parameter = type == XML_INTERNAL_PARAMETER_ENTITY || type == XML_EXTERNAL_PARAMETER_ENTITY;
+  std::string out = std::string("<!ENTITY ") + (parameter ? "% " : "") + text(name) + " ";
+  if (type == XML_INTERNAL_GENERAL_ENTITY || type == XML_INTERNAL_PARAMETER_ENTITY) {
+    out += replacementLiteral(content != nullptr ? text(content) : "");
+  } else {
+    out += externalId(publicId, systemId);
+    if (type == XML_EXTERNAL_GENERAL_UNPARSED_ENTITY && content != nullptr) {
+      out += std::string(" NDATA ") + text(content);
+    }
+  }
+  return out + ">";
+}
+
+std::string notationDeclaration(const xmlChar* name, const xmlChar* publicId,
+                                const xmlChar* systemId) {
+  return std::string("<!NOTATION ") + text(name) + " " + externalId(publicId, systemId) + ">";
+}
+
+std::string elementDeclaration(const xmlChar* name, int type, xmlElementContentPtr content) {
+  std::string out = std::string("<!ELEMENT ") + text(name) + " ";
+  switch (type) {
+    case XML_ELEMENT_TYPE_EMPTY:
+      out += "EMPTY";
+      break;
+    case XML_ELEMENT_TYPE_ANY:
+      out += "ANY";
+      break;
+    default: {
+      std::string model;
+      contentModel(content, model);
+      // A model that is one name or #PCDATA alone still needs parentheses.
+      if (model.empty() || model[0] != '(') {
+        size_t end = model.find_first_of("?*+");
+        model =
+            "(" + model.substr(0, end) + ")" + (end == std::string::npos ? "" : model.substr(end));
+      }
+      out += model;
+    }
+  }
+  return out + ">";
+}
+
+std::string attributeDeclaration(const xmlChar* element, const xmlChar* name, int type, int def,
+                                 const xmlChar* defaultValue, xmlEnumerationPtr values) {
+  std::string out = std::string("<!ATTLIST ") + text(element) + " " + text(name) + " ";
+  switch (type) {
+    case XML_ATTRIBUTE_ID:
+      out += "ID";
+      break;
+    case XML_ATTRIBUTE_IDREF:
+      out += "IDREF";
+      break;
+    case XML_ATTRIBUTE_IDREFS:
+      out += "IDREFS";
+      break;
+    case XML_ATTRIBUTE_ENTITY:
+      out += "ENTITY";
+      break;
+    case XML_ATTRIBUTE_ENTITIES:
+      out += "ENTITIES";
+      break;
+    case XML_ATTRIBUTE_NMTOKEN:
+      out += "NMTOKEN";
+      break;
+    case XML_ATTRIBUTE_NMTOKENS:
+      out += "NMTOKENS";
+      break;
+    case XML_ATTRIBUTE_ENUMERATION:
+    case XML_ATTRIBUTE_NOTATION: {
+      if (type == XML_ATTRIBUTE_NOTATION) out += "NOTATION ";
+      out += "(";
+      for (xmlEnumerationPtr v = values; v != nullptr; v = v->next) {
+        out += text(v->name);
+        if (v->next != nullptr) out += "|";
+      }
+      out += ")";
+      break;
+    }
+    default:
+      out += "CDATA";
+  }
+  switch (def) {
+    case XML_ATTRIBUTE_REQUIRED:
+      out += " #REQUIRED";
+      break;
+    case XML_ATTRIBUTE_IMPLIED:
+      out += " #IMPLIED";
+      break;
+    case XML_ATTRIBUTE_FIXED:
+      out += " #FIXED " + attributeLiteral(defaultValue != nullptr ? text(defaultValue) : "");
+      break;
+    default:
+      out += " " + attributeLiteral(defaultValue != nullptr ? text(defaultValue) : "");
+  }
+  return out + ">";
+}
+
+}  // namespace qmdbxml

@@ -1,0 +1,369 @@
+// QmdbXml: documents in several encodings, with internal and external DTDs,
+// catalogs, entities of every kind, comments, CDATA and long texts, loaded and
+// saved again; the canonical forms (xmllint --c14n, with and without --noent)
+// of input and output must agree, and the objects made must be the expected ones.
+#include <Qmdb/QmdbXml>
+#include <Qmdb/qmdbxml.h>
+
+#include "support/TestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+using qmdb::test::TempDir;
+
+const std::string kData = QMDBXML_TEST_DATA;
+
+std::string copy(const char* text) {
+  return text != nullptr ? text : "<null>";
+}
+
+// The objects below `parent` as one line: nodes as gid(children) with
+// [name=value ...] attributes, strings quoted, entities as
+// &name=value:type (no value: &name:type), pis as ?target=data.
+std::string render(Qmdb& db, long parent) {
+  std::string out;
+  for (long c = db.first(parent); c != 0; c = db.next(c, QmdbSiblings)) {
+    if (!out.empty()) out += ",";
+    switch (db.objectType(c)) {
+      case QmdbNode: {
+        out += copy(db.getGid(c));
+        std::string attributes;
+        for (long a = db.attribute(c, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
+             a != 0; a = db.nextAttribute(a)) {
+          attributes +=
+              (attributes.empty() ? "" : " ") + copy(db.attrName(a)) + "=" + copy(db.attrValue(a));
+          EXPECT_EQ(db.attrType(a), 1);
+          EXPECT_EQ(db.attrClass(a), 1);
+        }
+        if (!attributes.empty()) out += "[" + attributes + "]";
+        if (db.first(c) != 0) out += "(" + render(db, c) + ")";
+        break;
+      }
+      case QmdbString:
+        out += "'" + copy(db.getValue(c)) + "'";
+        break;
+      case QmdbEntity: {
+        out += "&" + copy(db.getId(c));
+        if (db.getValue(c) != nullptr) out += "=" + copy(db.getValue(c));
+        if (db.getNotation(c) != nullptr) out += " NDATA " + copy(db.getNotation(c));
+        out += ":" + std::to_string(static_cast<long>(db.entityType(c)));
+        break;
+      }
+      case QmdbPi:
+        out += "?" + copy(db.getId(c)) + "=" + copy(db.getValue(c));
+        break;
+      default:
+        out += "<dead>";
+    }
+  }
+  return out;
+}
+
+std::string run(const std::string& command) {
+  std::string out;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return "<popen failed>";
+  char buffer[4096];
+  size_t n;
+  while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+  int status = pclose(pipe);
+  return status == 0 ? out : "<failed: " + command + ">";
+}
+
+// The canonical form of a document (external DTDs and entities read).
+std::string canonical(const std::string& path, bool noent) {
+  return run("xmllint --nonet --c14n " + std::string(noent ? "--noent " : "") + "'" + path +
+             "' 2>/dev/null");
+}
+
+std::string slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+class XmlTest : public ::testing::Test {
+ protected:
+  // Loads a data file into a new database, saves it beside, and checks that
+  // both canonical forms agree; gives the database's objects rendered.
+  std::string roundTrip(const std::string& name, const QmdbXml::SaveOptions& save = {}) {
+    Qmdb db(dir.file(name + ".qmb").c_str(), QmdbFileWrite);
+    QmdbXml::Result loaded = QmdbXml::loadFile(db, kData + "/" + name);
+    EXPECT_TRUE(loaded.ok) << loaded.message;
+    std::string out = dir.file(name + ".out.xml");
+    QmdbXml::Result saved = QmdbXml::saveFile(db, out, save);
+    EXPECT_TRUE(saved.ok) << saved.message;
+    for (bool noent : {false, true}) {
+      std::string expected = canonical(kData + "/" + name, noent);
+      EXPECT_EQ(canonical(out, noent), expected) << name << (noent ? " --noent" : "");
+      EXPECT_EQ(expected.find("<failed"), std::string::npos);
+    }
+    return render(db, 1);
+  }
+
+  TempDir dir;
+};
+
+TEST_F(XmlTest, EncodingsAreReadAndWrittenBack) {
+  EXPECT_EQ(roundTrip("latin1.xml"), "menu[lang=fr]('Caf\xC3\xA9 cr\xC3\xA8me \xC3\xA0 0')");
+  EXPECT_EQ(roundTrip("sjis.xml"),
+            "\xE6\x96\x87\xE6\x9B\xB8[\xE7\xA8\xAE\xE9\xA1\x9E=\xE6\x89\x8B\xE7\xB4\x99]("
+            "'\xE6\x97\xA5\xE6\x9C\xAC\xE8\xAA\x9E\xE3\x81\xAE\xE3\x83\x86\xE3\x82\xAD\xE3\x82\xB9"
+            "\xE3\x83\x88')");
+  EXPECT_EQ(roundTrip("utf16.xml"),
+            "greeting[who=\xCE\xA9]('Gr\xC3\xBC\xC3\x9F"
+            "e aus \xE6\x9D\xB1\xE4\xBA\xAC')");
+
+  // Written in other encodings: what the encoding lacks becomes a character
+  // reference in text, and is refused in a name.
+  QmdbXml::SaveOptions latin1;
+  latin1.encoding = "ISO-8859-1";
+  roundTrip("utf16.xml", latin1);
+  EXPECT_EQ(slurp(dir.file("utf16.xml.out.xml")),
+            "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n"
+            "<greeting who=\"&#937;\">Gr\xFC\xDF"
+            "e aus &#26481;&#20140;</greeting>\n");
+  QmdbXml::SaveOptions sjis;
+  sjis.encoding = "Shift_JIS";
+  roundTrip("sjis.xml", sjis);
+  roundTrip("utf16.xml", sjis);
+  Qmdb db(dir.file("names.qmb").c_str(), QmdbFileWrite);
+  ASSERT_TRUE(QmdbXml::loadFile(db, kData + "/sjis.xml").ok);
+  std::ostringstream out;
+  QmdbXml::Result refused = QmdbXml::saveStream(db, out, latin1);
+  EXPECT_FALSE(refused.ok);
+  EXPECT_NE(refused.message.find("U+6587 cannot be written in ISO-8859-1"), std::string::npos)
+      << refused.message;
+  QmdbXml::SaveOptions unknown;
+  unknown.encoding = "NO-SUCH-ENCODING";
+  EXPECT_EQ(QmdbXml::saveStream(db, out, unknown).message,
+            "output: unknown encoding NO-SUCH-ENCODING");
+}
+
+TEST_F(XmlTest, InternalSubsetIsKeptWithEntitiesDefaultsAndComments) {
+  EXPECT_EQ(roundTrip("subset.xml"),
+            "?#comment= a comment before the doctype ,"
+            "?#doctype=report [\n"
+            "<!-- a comment inside the DTD -->\n"
+            "<!ENTITY author \"Ada Lovelace\">\n"
+            "<!ENTITY copy \"\xC2\xA9\">\n"
+            "<!ENTITY sig \"<signed by='&author;'>&author;</signed>\">\n"
+            "<!ELEMENT report (title,para*,signed?)>\n"
+            "<!ATTLIST report status (draft|final) \"draft\">\n"
+            "<!ATTLIST report version CDATA #FIXED \"2\">\n"
+            "<!ATTLIST para id ID #IMPLIED>\n"
+            "<?dtd-pi kept?>\n"
+            "],"
+            "report[status=draft version=2]('\n  ',title('Notes ',&copy=\xC2\xA9:1,' ',"
+            "&author=Ada Lovelace:1),'\n  ',para[id=p1]('Tom & Jerry <3 <raw> & ]]>'),'\n  ',"
+            "?#comment= a comment inside the document ,'\n  ',?render=mode=\"fast\",'\n  ',"
+            "signed[by=Ada Lovelace]('Ada Lovelace'),'\n'),"
+            "?#comment= after ");
+
+  // Without comments, the DTD, or its defaults.
+  Qmdb db(dir.file("bare.qmb").c_str(), QmdbFileWrite);
+  QmdbXml::LoadOptions bare;
+  bare.comments = false;
+  bare.defaultAttributes = false;
+  ASSERT_TRUE(QmdbXml::loadFile(db, kData + "/subset.xml", bare).ok);
+  std::string rendered = render(db, 1);
+  EXPECT_EQ(rendered.find("#comment"), std::string::npos);
+  EXPECT_EQ(rendered.find("status=draft"), std::string::npos);
+  EXPECT_NE(rendered.find("<!-- a comment inside the DTD -->"), std::string::npos);
+}
+
+TEST_F(XmlTest, ExternalDtdAndEntitiesBesideTheDocument) {
+  EXPECT_EQ(roundTrip("ext.xml"),
+            "?#doctype=book SYSTEM \"" + kData +
+                "/ext.dtd\","
+                "book[edition=first](&product=Qmdb:1,' ',"
+                "&chapter=Chapter text from a file, \xC3\xA9t\xC3\xA9.:2,'\n',"
+                "row(cell('1'),cell('Qmdb')))");
+
+  // Not reading external entities keeps them unresolved, with a warning;
+  // not reading the DTD leaves its entities undeclared.
+  Qmdb db(dir.file("noext.qmb").c_str(), QmdbFileWrite);
+  QmdbXml::LoadOptions noExternal;
+  noExternal.externalEntities = false;
+  QmdbXml::Result result = QmdbXml::loadFile(db, kData + "/ext.xml", noExternal);
+  ASSERT_TRUE(result.ok) << result.message;
+  EXPECT_EQ(render(db, db.last(1)), "&product=Qmdb:1,' ',&chapter:2,'\n',&table:2");
+  ASSERT_EQ(result.warnings.size(), 2u);
+  EXPECT_EQ(result.warnings[0], kData +
+                                    "/ext.xml:3:26: unresolved entity &chapter; "
+                                    "(external entities are not loaded)");
+  Qmdb noDtd(dir.file("nodtd.qmb").c_str(), QmdbFileWrite);
+  QmdbXml::LoadOptions withoutDtd;
+  withoutDtd.loadDtd = false;
+  result = QmdbXml::loadFile(noDtd, kData + "/ext.xml", withoutDtd);
+  ASSERT_TRUE(result.ok) << result.message;
+  EXPECT_EQ(render(noDtd, noDtd.last(1)), "&product:4,' ',&chapter:4,'\n',&table:4");
+}
+
+TEST_F(XmlTest, CatalogMapsAPublicIdentifierToALocalDtd) {
+  // XML_CATALOG_FILES names tests/xml/data/catalog.xml (set by the test's
+  // environment); the system identifier names a host that does not exist.
+  EXPECT_EQ(roundTrip("catalogued.xml"),
+            "?#doctype=note PUBLIC \"-//Qmdb//DTD Catalogued//EN\" "
+            "\"http://qmdb.invalid/not-there.dtd\","
+            "note[checked=yes](&motto=found through the catalog:1)");
+}
+
+TEST_F(XmlTest, UnresolvedEntitiesAreKeptOrRefused) {
+  Qmdb db(dir.file("u.qmb").c_str(), QmdbFileWrite);
+  QmdbXml::Result result = QmdbXml::loadFile(db, kData + "/unresolved.xml");
+  ASSERT_TRUE(result.ok) << result.message;
+  EXPECT_EQ(render(db, db.last(1)), "'Price: 10',&euro:4,' ',&nbsp:4");
+  ASSERT_EQ(result.warnings.size(), 3u);
+  EXPECT_NE(result.warnings[0].find("missing.dtd"), std::string::npos);
+  EXPECT_EQ(result.warnings[1],
+            kData + "/unresolved.xml:3:22: unresolved entity &euro; (not declared)");
+  // Written back exactly as they stood.
+  std::ostringstream out;
+  QmdbXml::SaveOptions plain;
+  plain.declaration = false;
+  ASSERT_TRUE(QmdbXml::saveStream(db, out, plain, db.last(1)).ok);
+  EXPECT_EQ(out.str(), "<page>Price: 10&euro; &nbsp;</page>");
+
+  Qmdb strict(dir.file("s.qmb").c_str(), QmdbFileWrite);
+  QmdbXml::LoadOptions options;
+  options.unresolvedEntityIsError = true;
+  result = QmdbXml::loadFile(strict, kData + "/unresolved.xml", options);
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.message,
+            kData + "/unresolved.xml:3:22: unresolved entity &euro; (not declared)");
+}
+
+TEST_F(XmlTest, UnparsedEntityWithNotation) {
+  std::string rendered = roundTrip("unparsed.xml");
+  EXPECT_EQ(rendered.substr(rendered.find("],") + 2),
+            "&logo=" + kData + "/logo.png NDATA png:3,gallery(image[src=logo])");
+  Qmdb db(dir.file("p.qmb").c_str(), QmdbFileWrite);
+  ASSERT_TRUE(QmdbXml::loadFile(db, kData + "/unparsed.xml").ok);
+  long logo = db.next(db.first(1), QmdbSiblings);
+  long declaration =
+      db.attribute(logo, "declaration", QmdbNoAttributeType, QmdbNoAttributeClass, true);
+  EXPECT_EQ(copy(db.attrValue(declaration)),
+            "<!NOTATION png PUBLIC \"-//Qmdb//NOTATION PNG//EN\" \"image/png\">\n"
+            "<!ENTITY logo SYSTEM \"" +
+                kData + "/logo.png\" NDATA png>");
+  // Saving the element alone still declares the entity and its notation.
+  std::ostringstream out;
+  QmdbXml::SaveOptions plain;
+  plain.declaration = false;
+  db.dropObject(db.first(1));  // the doctype pi
+  ASSERT_TRUE(QmdbXml::saveStream(db, out, plain).ok);
+  EXPECT_EQ(out.str(),
+            "<!DOCTYPE gallery [\n"
+            "<!NOTATION png PUBLIC \"-//Qmdb//NOTATION PNG//EN\" \"image/png\">\n"
+            "<!ENTITY logo SYSTEM \"" +
+                kData +
+                "/logo.png\" NDATA png>\n]>\n"
+                "<gallery><image src=\"logo\"/></gallery>\n");
+}
+
+TEST_F(XmlTest, LongTextsAreCutIntoPagesAndJoinedAgain) {
+  // 1024-byte pages hold at most 1023 bytes of text; the text has two-byte
+  // characters so that cuts must fall between sequences.
+  std::string text;
+  for (int i = 0; i < 1500; ++i) text += (i % 3 == 0) ? "\xC3\xA9" : "ab";
+  std::string xml = "<t>" + text + "</t>";
+  Qmdb db(dir.file("long.qmb").c_str(), QmdbFileWrite, 0, 1024);
+  QmdbXml::Result result = QmdbXml::loadMemory(db, xml.data(), xml.size(), "long.xml");
+  ASSERT_TRUE(result.ok) << result.message;
+  long t = db.first(1);
+  std::string joined;
+  int strings = 0;
+  for (long s = db.first(t); s != 0; s = db.next(s, QmdbSiblings), ++strings) {
+    std::string piece = copy(db.getValue(s));
+    EXPECT_LE(piece.size(), 1023u);
+    EXPECT_NE(static_cast<unsigned char>(piece[0]) & 0xC0, 0x80);
+    joined += piece;
+  }
+  EXPECT_EQ(strings, 3);
+  EXPECT_EQ(result.counts.texts, 3);
+  EXPECT_EQ(joined, text);
+  std::ostringstream out;
+  QmdbXml::SaveOptions plain;
+  plain.declaration = false;
+  ASSERT_TRUE(QmdbXml::saveStream(db, out, plain).ok);
+  EXPECT_EQ(out.str(), xml + "\n");
+}
+
+TEST_F(XmlTest, MalformedInputAndBadTextAreErrors) {
+  Qmdb db(dir.file("bad.qmb").c_str(), QmdbFileWrite);
+  std::istringstream in("<a>\n  <b>text</c>\n</a>");
+  QmdbXml::Result result = QmdbXml::loadStream(db, in, "bad.xml");
+  EXPECT_FALSE(result.ok);
+  EXPECT_EQ(result.message, "bad.xml:2:14: Opening and ending tag mismatch: b line 2 and c");
+  EXPECT_EQ(QmdbXml::loadFile(db, dir.file("none.xml")).message,
+            dir.file("none.xml") + ":0:0: No such file or directory");
+
+  // A text that is not UTF-8, or holds a character XML cannot carry, is
+  // never written: the save fails naming the object, and leaves no file.
+  Qmdb made(dir.file("made.qmb").c_str(), QmdbFileWrite);
+  long root = made.addNode(1, "r");
+  made.addString(root, "fine");
+  long bad = made.addString(root, "caf\xE9");
+  std::string path = dir.file("made.xml");
+  result = QmdbXml::saveFile(made, path);
+  EXPECT_EQ(result.message, path + ": object " + std::to_string(bad) +
+                                ": text is not valid UTF-8 (or not an XML character) at byte 3");
+  EXPECT_FALSE(qmdb::test::exists(path));
+  made.setValue(bad, "bell\x07");
+  result = QmdbXml::saveFile(made, path);
+  EXPECT_NE(result.message.find("object " + std::to_string(bad) + ": holds a control character"),
+            std::string::npos);
+  made.setValue(bad, "ok");
+  long comment = made.addPi(root, "#comment", "a -- b");
+  EXPECT_EQ(QmdbXml::saveFile(made, path).message,
+            path + ": object " + std::to_string(comment) +
+                ": a comment cannot hold \"--\" or end with \"-\"");
+}
+
+TEST_F(XmlTest, LoadUnderANodeAndSaveASubtree) {
+  Qmdb db(dir.file("under.qmb").c_str(), QmdbFileWrite);
+  long shelf = db.addNode(1, "shelf");
+  std::string one = "<book n='1'>&#x3C;one&#x3E;<?p d?></book>";
+  std::string two = "<!--c--><book n='2'><e/></book>";
+  ASSERT_TRUE(QmdbXml::loadMemory(db, one.data(), one.size(), "one", {}, shelf).ok);
+  ASSERT_TRUE(QmdbXml::loadMemory(db, two.data(), two.size(), "two", {}, shelf).ok);
+  EXPECT_EQ(render(db, 1), "shelf(book[n=1]('<one>',?p=d),?#comment=c,book[n=2](e))");
+  std::ostringstream out;
+  QmdbXml::SaveOptions plain;
+  plain.declaration = false;
+  ASSERT_TRUE(QmdbXml::saveStream(db, out, plain, db.last(shelf)).ok);
+  EXPECT_EQ(out.str(), "<book n=\"2\"><e/></book>");
+  out.str("");
+  ASSERT_TRUE(QmdbXml::saveStream(db, out, plain, db.first(db.first(shelf))).ok);
+  EXPECT_EQ(out.str(), "&lt;one&gt;");
+}
+
+TEST_F(XmlTest, FlatInterface) {
+  Qmdb db(dir.file("c.qmb").c_str(), QmdbFileWrite);
+  QmdbXmlLoadOptions load;
+  QmdbXml_loadDefaults(&load);
+  EXPECT_EQ(load.comments, 1);
+  load.comments = 0;
+  char message[64];
+  ASSERT_EQ(QmdbXml_load(&db, (kData + "/subset.xml").c_str(), &load, 1, message, sizeof message),
+            1);
+  EXPECT_STREQ(message, "");
+  EXPECT_EQ(render(db, 1).find("#comment"), std::string::npos);
+  QmdbXmlSaveOptions save;
+  QmdbXml_saveDefaults(&save);
+  save.encoding = "ISO-8859-1";
+  std::string path = dir.file("c.xml");
+  ASSERT_EQ(QmdbXml_save(&db, path.c_str(), &save, 1, nullptr, 0), 1);
+  EXPECT_EQ(slurp(path).substr(0, 43), "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>");
+  EXPECT_EQ(QmdbXml_load(&db, "/nonexistent.xml", nullptr, 1, message, 12), 0);
+  EXPECT_STREQ(message, "/nonexisten");
+}
+
+}  // namespace
