@@ -301,7 +301,7 @@ TEST_F(AllocationSweep, EveryAllocationOfASessionFailsInTurn) {
   }
   printf(
       "allocation points: %ld, each failing once and from then on; runs: %ld without a "
-      "database, %ld unusable before the close, %ld with a failed close, %ld intact\n",
+      "database, %ld unusable before the close, %ld whose close reported a problem, %ld intact\n",
       total, tally.noDatabase, tally.unusable, tally.closeReported, tally.intact);
 }
 
