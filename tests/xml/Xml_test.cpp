@@ -327,6 +327,25 @@ TEST_F(XmlTest, MalformedInputAndBadTextAreErrors) {
                 ": a comment cannot hold \"--\" or end with \"-\"");
 }
 
+TEST_F(XmlTest, EntityExpansionBombsAreStopped) {
+  // Ten to the ninth "lol"s, as text and as markup: libxml2's limits stop both
+  // at once, with an error, instead of the memory filling up.
+  for (const char* lol : {"lol", "<b>lol</b>"}) {
+    std::string xml = std::string("<!DOCTYPE l [<!ENTITY l0 \"") + lol + "\">";
+    for (int i = 1; i < 10; ++i) {
+      std::string ten;
+      for (int j = 0; j < 10; ++j) ten += "&l" + std::to_string(i - 1) + ";";
+      xml += "<!ENTITY l" + std::to_string(i) + " \"" + ten + "\">";
+    }
+    xml += "]><l>&l9;</l>";
+    Qmdb db(dir.file("bomb.qmb").c_str(), QmdbFileWrite);
+    QmdbXml::Result result = QmdbXml::loadMemory(db, xml.data(), xml.size(), "bomb.xml");
+    EXPECT_FALSE(result.ok);
+    EXPECT_NE(result.message.find("Detected an entity reference loop"), std::string::npos)
+        << result.message;
+  }
+}
+
 TEST_F(XmlTest, LoadUnderANodeAndSaveASubtree) {
   Qmdb db(dir.file("under.qmb").c_str(), QmdbFileWrite);
   long shelf = db.addNode(1, "shelf");
