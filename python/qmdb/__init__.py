@@ -171,3 +171,9 @@ if hasattr(_qmdb, "_load_xml"):
     Database.load_xml = _load_xml_method
     Database.write_xml = _write_xml
     Node.write_xml = _write_xml
+
+# Everything is documented as part of qmdb itself, wherever it is defined.
+for _cls in (Database, Object, Node, Text, Entity, PI, Attr, Attrs, Index, Indexes, Error,
+             LockedError, ClosedError, NoObjectError, XmlError, XPathError, XmlWarning):
+    _cls.__module__ = __name__
+del _cls

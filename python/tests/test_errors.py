@@ -88,34 +88,6 @@ def test_save_keeps_the_database_open(tmp_path):
             db.root.append("x")
 
 
-def test_long_operations_let_other_threads_run(db):
-    top = db.root.append("top")
-    for i in range(3000):
-        n = top.append("n")
-        for _ in range(20):
-            n.append_text("some text ")
-    counts = []
-    started = threading.Event()
-    done = threading.Event()
-
-    def work():
-        started.set()
-        counts.append(len(top.text))
-        counts.append(top.count())
-        done.set()
-
-    ticks = 0
-    worker = threading.Thread(target=work)
-    worker.start()
-    started.wait()
-    while not done.is_set():
-        ticks += 1
-    worker.join()
-    assert counts == [3000 * 20 * 10, 3000 * 21]
-    # While the worker was inside the library, this thread kept running.
-    assert ticks > 1000
-
-
 def test_threads_share_one_database(db):
     top = db.root.append("top")
     errors = []
