@@ -57,8 +57,8 @@ TEST_F(PageCacheTest, ConfigurationFromArgumentsEnvironmentAndDefaults) {
     Store s;
     configure(s, 0, 0);
     EXPECT_EQ(s.pageSize, 262144);
-    EXPECT_EQ(s.errorCode, "ILLEGALVALUE");
-    EXPECT_EQ(s.errorMessage,
+    EXPECT_EQ(std::string(s.errorCode.c_str()), "ILLEGALVALUE");
+    EXPECT_EQ(std::string(s.errorMessage.c_str()),
               "QMPAGESIZE=512 is invalid (should be a number), using default (262144)");
     EXPECT_FALSE(s.failed);
   }
@@ -67,9 +67,10 @@ TEST_F(PageCacheTest, ConfigurationFromArgumentsEnvironmentAndDefaults) {
     Store s;
     configure(s, 0, 0);
     EXPECT_EQ(s.frameLimit, 8);
-    EXPECT_EQ(s.errorCode, "ILLEGALVALUE");
-    EXPECT_EQ(s.errorMessage, std::string("QMPAGES=") + bad +
-                                  " is invalid (should be a number), using default (8)");
+    EXPECT_EQ(std::string(s.errorCode.c_str()), "ILLEGALVALUE");
+    EXPECT_EQ(
+        std::string(s.errorMessage.c_str()),
+        std::string("QMPAGES=") + bad + " is invalid (should be a number), using default (8)");
   }
   {
     // Both bad: the page size is settled first, so the frame limit's warning stays.
@@ -81,7 +82,8 @@ TEST_F(PageCacheTest, ConfigurationFromArgumentsEnvironmentAndDefaults) {
     EXPECT_EQ(s.pageSize, 4096);
     configure(s, 0, 100);
     EXPECT_EQ(s.pageSize, 100);
-    EXPECT_EQ(s.errorMessage, "QMPAGES=-3 is invalid (should be a number), using default (8)");
+    EXPECT_EQ(std::string(s.errorMessage.c_str()),
+              "QMPAGES=-3 is invalid (should be a number), using default (8)");
   }
   {
     // A page too small for the header and the root record falls back to the default.
@@ -89,7 +91,7 @@ TEST_F(PageCacheTest, ConfigurationFromArgumentsEnvironmentAndDefaults) {
     configure(s, 3, 59);
     EXPECT_EQ(s.pageSize, 262144);
     EXPECT_EQ(s.frameLimit, 3);
-    EXPECT_EQ(s.errorMessage,
+    EXPECT_EQ(std::string(s.errorMessage.c_str()),
               "pageSize=59 is invalid (should be a number), using default (262144)");
   }
 }
@@ -237,8 +239,8 @@ TEST_F(PageCacheTest, PagesMissingFromTheSwapFileAreAFatalReadError) {
   s.named = false;
   uint8_t* p = resolve(s, 3000);  // the first miss makes the temporary file and reads
   EXPECT_EQ(p, nullptr);          // ...which is empty, so the read fails
-  EXPECT_EQ(s.errorCode, "NOFILEREAD");
-  EXPECT_EQ(s.errorMessage, "Could not fread page 2");
+  EXPECT_EQ(std::string(s.errorCode.c_str()), "NOFILEREAD");
+  EXPECT_EQ(std::string(s.errorMessage.c_str()), "Could not fread page 2");
   EXPECT_TRUE(s.failed);
   close(s);
 }
@@ -247,8 +249,8 @@ TEST_F(PageCacheTest, NegativeAddressIsAFatalBug) {
   Store s;
   configure(s, 2, 1024);
   EXPECT_EQ(resolve(s, -5), nullptr);
-  EXPECT_EQ(s.errorCode, "CANNOTHAPPEN");
-  EXPECT_EQ(s.errorMessage, "Negative swap-file address encountered: -5");
+  EXPECT_EQ(std::string(s.errorCode.c_str()), "CANNOTHAPPEN");
+  EXPECT_EQ(std::string(s.errorMessage.c_str()), "Negative swap-file address encountered: -5");
   EXPECT_TRUE(s.failed);
 }
 
