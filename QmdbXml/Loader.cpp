@@ -80,8 +80,9 @@ class Loader {
     for (int i = 0; i < nbNamespaces; ++i) {
       const xmlChar* p = namespaces[2 * i];
       const xmlChar* uri = namespaces[2 * i + 1];
-      list.emplace_back(p != nullptr ? "xmlns:" + std::string(text(p)) : "xmlns",
-                        uri != nullptr ? text(uri) : "");
+      std::string value = uri != nullptr ? text(uri) : "";
+      if (value.find('&') != std::string::npos) value = expand(value);
+      list.emplace_back(p != nullptr ? "xmlns:" + std::string(text(p)) : "xmlns", std::move(value));
     }
     for (int i = 0; i < nbAttributes; ++i) {
       const xmlChar** a = attributes + 5 * i;
@@ -175,6 +176,15 @@ class Loader {
 
   void reference(const xmlChar* name);
 
+  /// A system identifier made absolute against the document's location ("" for null).
+  std::string absolute(const xmlChar* systemId) const {
+    if (systemId == nullptr) return "";
+    xmlChar* built = xmlBuildURI(systemId, xml(base_.c_str()));
+    std::string out = text(built != nullptr ? built : systemId);
+    if (built != nullptr) xmlFree(built);
+    return out;
+  }
+
   void error(xmlErrorPtr error) {
     if (error == nullptr || error->level == XML_ERR_NONE) return;
     // An undeclared entity gets a warning of its own where it is kept.
@@ -229,13 +239,6 @@ class Loader {
            std::to_string(xmlSAX2GetColumnNumber(context)) + ": ";
   }
 
-  std::string absolute(const xmlChar* systemId) const {
-    xmlChar* built = xmlBuildURI(systemId, xml(base_.c_str()));
-    std::string out = text(built != nullptr ? built : systemId);
-    if (built != nullptr) xmlFree(built);
-    return out;
-  }
-
   // An attribute value with its references expanded (libxml2 leaves "&#38;"
   // for & and "&name;" for entities when it does not substitute).
   std::string expand(const std::string& value) {
@@ -281,22 +284,49 @@ class Loader {
     }
   }
 
-  void record(Item item) {
-    size_t d = static_cast<size_t>(depth());
-    if (levels_.size() <= d) levels_.resize(d + 1);
-    levels_[d].push_back(std::move(item));
+  void record(Item item) { keep(std::move(item), static_cast<size_t>(depth())); }
+
+  // Keeps an item of a replacement at `level` (above 0) until its reference
+  // comes. The replacement of a reference in the document itself (level 1)
+  // is stored as it comes instead, once it shows markup or grows past what
+  // one entity value can hold: it will be loaded in place anyway, and so a
+  // large external entity does not have to fit in memory.
+  void keep(Item item, size_t level) {
+    if (level == 1 && !streaming_) {
+      bool text = item.kind == Item::Text || (item.kind == Item::Entity && item.hasValue);
+      kept_ += item.value.size();
+      if (!text || kept_ > builder_.maxText()) {
+        streaming_ = true;
+        if (levels_.size() > 1) {
+          std::vector<Item> before;
+          before.swap(levels_[1]);
+          store(before);
+        }
+      }
+    }
+    if (level == 1 && streaming_) {
+      std::vector<Item> one;
+      one.push_back(std::move(item));
+      store(one);
+      return;
+    }
+    if (levels_.size() <= level) levels_.resize(level + 1);
+    levels_[level].push_back(std::move(item));
   }
 
-  // Puts the items of a replacement at depth `d`: recorded again one level
+  // Puts the items of a replacement at depth `d`: kept again one level
   // down, or stored when `d` is 0.
   void place(std::vector<Item>& items, int d) {
+    if (d == 0) {
+      store(items);
+      return;
+    }
+    for (Item& item : items) keep(std::move(item), static_cast<size_t>(d));
+  }
+
+  // Stores items in the database.
+  void store(std::vector<Item>& items) {
     for (Item& item : items) {
-      if (d > 0) {
-        size_t level = static_cast<size_t>(d);
-        if (levels_.size() <= level) levels_.resize(level + 1);
-        levels_[level].push_back(std::move(item));
-        continue;
-      }
       switch (item.kind) {
         case Item::Text:
           if (builder_.inElement()) builder_.text(item.value.data(), item.value.size());
@@ -338,7 +368,9 @@ class Loader {
   std::string base_;  // its absolute location, against which references resolve
   Result result_;
   std::string failure_;
-  std::vector<std::vector<Item>> levels_;  // recorded replacements, by depth
+  std::vector<std::vector<Item>> levels_;  // kept replacements, by depth
+  bool streaming_ = false;                 // the replacement at level 1 is being stored as it comes
+  size_t kept_ = 0;                        // bytes of text kept at level 1
   bool hasDoctype_ = false, hasPublic_ = false, hasSystem_ = false;
   std::string doctypeName_, publicId_, systemId_, subset_;
   std::set<std::string> unparsedAttributes_;  // "element attribute" of type ENTITY(IES)
@@ -390,6 +422,14 @@ void Loader::reference(const xmlChar* nameText) {
       return;
     }
   }
+  if (d == 0 && streaming_) {
+    // Stored as it came: only what follows the last stored item is left.
+    streaming_ = false;
+    kept_ = 0;
+    store(content);
+    return;
+  }
+  if (d == 0) kept_ = 0;
   bool textOnly = true;
   std::string value;
   for (const Item& item : content) {
@@ -461,13 +501,17 @@ void onExternalSubset(void* ctx, const xmlChar* name, const xmlChar* publicId,
 }
 void onEntityDecl(void* ctx, const xmlChar* name, int type, const xmlChar* publicId,
                   const xmlChar* systemId, xmlChar* content) {
-  loader(ctx).declaration(entityDeclaration(name, type, publicId, systemId, content));
+  std::string resolved = loader(ctx).absolute(systemId);
+  loader(ctx).declaration(entityDeclaration(
+      name, type, publicId, systemId != nullptr ? xml(resolved.c_str()) : nullptr, content));
   gDefaults.entityDecl(parserOf(ctx), name, type, publicId, systemId, content);
 }
 void onUnparsedEntityDecl(void* ctx, const xmlChar* name, const xmlChar* publicId,
                           const xmlChar* systemId, const xmlChar* notation) {
-  loader(ctx).declaration(
-      entityDeclaration(name, XML_EXTERNAL_GENERAL_UNPARSED_ENTITY, publicId, systemId, notation));
+  std::string resolved = loader(ctx).absolute(systemId);
+  loader(ctx).declaration(entityDeclaration(name, XML_EXTERNAL_GENERAL_UNPARSED_ENTITY, publicId,
+                                            systemId != nullptr ? xml(resolved.c_str()) : nullptr,
+                                            notation));
   gDefaults.unparsedEntityDecl(parserOf(ctx), name, publicId, systemId, notation);
 }
 void onNotationDecl(void* ctx, const xmlChar* name, const xmlChar* publicId,

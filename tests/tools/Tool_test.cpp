@@ -194,6 +194,35 @@ TEST(Tool, ReportsMissingFilesAndWrongArguments) {
   EXPECT_NE(run.out.find("\"#comment\""), std::string::npos);
 }
 
+TEST(Tool, StandardStreamsEncodingsVersionAndHelp) {
+  TempDir dir;
+  // "-" reads the document from standard input and writes it to standard output.
+  Outcome run = shell(dir, "printf '<a n=\"\xc3\xa9\">caf\xc3\xa9 \xe2\x82\xac</a>' | " +
+                               quote(QMDB_TOOL_PATH) + " import - db.qmb");
+  ASSERT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out, "db.qmb: 1 elements, 1 texts, 1 attributes, 0 pis\n");
+  run = tool(dir, "export db.qmb - --encoding ISO-8859-1");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out,
+            "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<a n=\"\xe9\">caf\xe9 &#8364;</a>\n");
+  run = tool(dir, "export db.qmb --encoding NO-SUCH --no-declaration");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "qmdb: output: unknown encoding NO-SUCH\n");
+  run = tool(dir, "export db.qmb --node 2");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "qmdb: db.qmb: no object 2\n");
+
+  run = tool(dir, "--version");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out.rfind("qmdb 3.", 0), 0u) << run.out;
+  EXPECT_NE(run.out.find(" (library 3.2d)\n"), std::string::npos) << run.out;
+  run = tool(dir, "help export");
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.out, tool(dir, "export --help").out);
+  EXPECT_NE(run.out.find("--encoding ENC"), std::string::npos);
+  EXPECT_EQ(tool(dir, "help frobnicate").status, 2);
+}
+
 TEST(Tool, FindsIndexesAndLooksUp) {
   TempDir dir;
   writeText(dir.file("zoo.xml"),

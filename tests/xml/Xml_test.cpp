@@ -364,6 +364,61 @@ TEST_F(XmlTest, LoadUnderANodeAndSaveASubtree) {
   EXPECT_EQ(out.str(), "&lt;one&gt;");
 }
 
+TEST_F(XmlTest, ReferencesInNamespacesAndRelativeSystemIdentifiers) {
+  // A namespace name given through an entity is expanded like any attribute.
+  Qmdb db(dir.file("ns.qmb").c_str(), QmdbFileWrite);
+  std::string ns =
+      "<!DOCTYPE r [<!ENTITY n \"urn:x\">]><r xmlns=\"&n;\" xmlns:p=\"&n;/p\" a=\"&n;\"/>";
+  ASSERT_TRUE(QmdbXml::loadMemory(db, ns.data(), ns.size(), "ns.xml").ok);
+  EXPECT_EQ(render(db, 1).substr(render(db, 1).find("],") + 2),
+            "r[xmlns=urn:x xmlns:p=urn:x/p a=urn:x]");
+
+  // A relative system identifier of the internal subset is made absolute, so
+  // that the saved document still finds the entity from another folder.
+  Qmdb inline_(dir.file("inline.qmb").c_str(), QmdbFileWrite);
+  std::string doc = "<!DOCTYPE d [<!ENTITY c SYSTEM \"chapter.ent\">]><d>&c;</d>";
+  ASSERT_TRUE(QmdbXml::loadMemory(inline_, doc.data(), doc.size(), kData + "/inline.xml").ok);
+  EXPECT_EQ(copy(inline_.getValue(inline_.first(1))),
+            "d [\n<!ENTITY c SYSTEM \"" + kData + "/chapter.ent\">\n]");
+  std::string saved = dir.file("elsewhere.xml");
+  ASSERT_TRUE(QmdbXml::saveFile(inline_, saved).ok);
+  Qmdb again(dir.file("again.qmb").c_str(), QmdbFileWrite);
+  QmdbXml::Result reloaded = QmdbXml::loadFile(again, saved);
+  ASSERT_TRUE(reloaded.ok) << reloaded.message;
+  EXPECT_TRUE(reloaded.warnings.empty());
+  EXPECT_EQ(render(again, again.last(1)), "&c=Chapter text from a file, \xC3\xA9t\xC3\xA9.:2");
+}
+
+TEST_F(XmlTest, LargeExternalEntitiesAreLoadedInPlace) {
+  // With pages of 1024 bytes, a text entity of 3000 bytes cannot be one
+  // value: it becomes strings in place, like an entity that holds markup.
+  std::string text, markup;
+  for (int i = 0; i < 100; ++i) text += "line " + std::to_string(100 + i) + " of text, long. ";
+  for (int i = 0; i < 300; ++i) markup += "<p n=\"" + std::to_string(i) + "\">x</p>";
+  qmdb::test::writeFile(dir.file("text.ent"), std::vector<uint8_t>(text.begin(), text.end()));
+  qmdb::test::writeFile(dir.file("markup.ent"), std::vector<uint8_t>(markup.begin(), markup.end()));
+  std::string doc =
+      "<!DOCTYPE d [<!ENTITY t SYSTEM \"text.ent\"><!ENTITY m SYSTEM \"markup.ent\">]>"
+      "<d><a>&t;</a><b>&m;</b></d>";
+  qmdb::test::writeFile(dir.file("large.xml"), std::vector<uint8_t>(doc.begin(), doc.end()));
+  Qmdb db(dir.file("large.qmb").c_str(), QmdbFileWrite, 0, 1024);
+  QmdbXml::Result result = QmdbXml::loadFile(db, dir.file("large.xml"));
+  ASSERT_TRUE(result.ok) << result.message;
+  long d = db.last(1);
+  long a = db.first(d);
+  std::string joined;
+  for (long s = db.first(a); s != 0; s = db.next(s, QmdbSiblings)) {
+    EXPECT_EQ(db.objectType(s), QmdbString);
+    joined += copy(db.getValue(s));
+  }
+  EXPECT_EQ(joined, text);
+  EXPECT_EQ(db.count(db.last(d), QmdbSiblings), 300);
+  EXPECT_EQ(result.counts.elements, 303);
+  std::string out = dir.file("large.out.xml");
+  ASSERT_TRUE(QmdbXml::saveFile(db, out).ok);
+  EXPECT_EQ(canonical(out, true), canonical(dir.file("large.xml"), true));
+}
+
 TEST_F(XmlTest, FlatInterface) {
   Qmdb db(dir.file("c.qmb").c_str(), QmdbFileWrite);
   QmdbXmlLoadOptions load;
