@@ -15,8 +15,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstring>
-#include <string>
 
 namespace {
 
@@ -73,12 +73,24 @@ int systemRemove(const char* name) {
   return unlink(name);
 }
 
+// Allocates nothing: saves call it after their point of no return.
 int systemSyncDirectory(const char* name) {
+  char directory[PATH_MAX];
   const char* slash = strrchr(name, '/');
-  std::string directory = slash == nullptr ? std::string(".")
-                          : slash == name  ? std::string("/")
-                                           : std::string(name, static_cast<size_t>(slash - name));
-  int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (slash == nullptr) {
+    strcpy(directory, ".");
+  } else if (slash == name) {
+    strcpy(directory, "/");
+  } else {
+    size_t length = static_cast<size_t>(slash - name);
+    if (length >= sizeof directory) {
+      errno = ENAMETOOLONG;
+      return -1;
+    }
+    memcpy(directory, name, length);
+    directory[length] = '\0';
+  }
+  int descriptor = ::open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0) return -1;
   int result = fsync(descriptor);
   ::close(descriptor);

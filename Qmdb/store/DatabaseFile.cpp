@@ -174,7 +174,7 @@ bool lockAndRecover(Store& store, const char* name, char mode) {
   }
   // A reader that finds a journal takes the exclusive lock, and gets it only
   // when no writer is alive: the journal is then left by a crash, not live.
-  bool hotJournal = QmCFileExists(journal::nameFor(store.fileName).c_str());
+  bool hotJournal = QmCFileExists(store.journalName.c_str());
   QmCLockKind kind = mode == 'r' && !hotJournal ? QmCSharedLock : QmCExclusiveLock;
   if (QmCFileLock(store.lockDescriptor, kind) != 0) {
     if (errno == EBADF) {
@@ -203,6 +203,7 @@ void open(Store& store, const char* name, char mode, long pages, long pageSize) 
     return;
   }
   store.fileName = name;
+  store.journalName = journal::nameFor(store.fileName);
   store.hasFileName = true;
   store.named = true;
   if (!lockAndRecover(store, name, mode)) return;

@@ -45,7 +45,7 @@ bool failWrite(Store& store, const std::string& name) {
 
 // Makes the journal with a header that counts no record, durably, name included.
 bool begin(Store& store) {
-  std::string name = nameFor(store.fileName);
+  const std::string& name = store.journalName;
   store.journal = QmCFileOpen(name.c_str(), "w+b");
   if (store.journal == nullptr) return failWrite(store, name);
   store.journalRecords = 0;
@@ -152,7 +152,7 @@ bool protectAll(Store& store) {
 
 bool commit(Store& store) {
   if (store.journal != nullptr) {
-    std::string name = nameFor(store.fileName);
+    const std::string& name = store.journalName;
     // The save is acknowledged the moment the journal is durably invalid.
     static constexpr uint8_t kZeros[4] = {};
     bool invalidated = writeDurably(store.journal, kMagic, kZeros, sizeof kZeros);
@@ -221,6 +221,13 @@ Reading readJournal(FILE* journal, Contents& out) {
 // bytes when the journal holds them, else the file's own.
 bool restoredHeaderMatches(const Contents& contents, FILE* file) {
   uint8_t h[header::kSize];
+  // The page size of a file never changes: a file that still has its header
+  // must agree with the journal on it (clear() leaves a file without one).
+  if (QmCFileSeek(file, 0) != 0) return false;
+  if (QmCFileRead(h, sizeof h, file) == sizeof h && header::hasMagic(h) &&
+      header::pageSize(h) != contents.pageSize) {
+    return false;
+  }
   bool found = false;
   for (size_t at = 0; at < contents.records.size();) {
     int32_t page = decodeFixed32(contents.records.data() + at + kRecordPage);
@@ -256,7 +263,7 @@ bool apply(const Contents& contents, FILE* file) {
 
 bool recover(Store& store) {
   const char* name = store.fileName.c_str();
-  std::string journalName = nameFor(store.fileName);
+  const std::string& journalName = store.journalName;
   if (!QmCFileExists(journalName.c_str())) return true;
   FILE* journal = QmCFileOpen(journalName.c_str(), "rb");
   if (journal == nullptr) {

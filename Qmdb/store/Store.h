@@ -89,6 +89,7 @@ struct Store {
   int lockDescriptor = -1;  ///< holds the advisory lock on a named file; -1 for none
 
   // Rollback journal (Journal.h).
+  std::string journalName;           ///< "<file>-journal", made at open so saves need no memory
   int32_t savedHeapTop = 0;          ///< the file's length at the last save; 0 for a new file
   std::vector<uint8_t> journaled;    ///< 1 for pages whose saved bytes are in the journal
   FILE* journal = nullptr;           ///< the open journal, while a save is pending
