@@ -145,6 +145,7 @@ void configure(Store& store, long pages, long pageSize) {
     }
   } else {
     store.frameLimit = kDefaultFrameLimit;
+    store.adaptiveLimit = true;
   }
   store.heapTop = kHeaderSize;
   store.swapPages = 0;

@@ -36,6 +36,16 @@ constexpr int32_t kEmptyHeapTop = kHeaderSize + kRootRecordSize;
 /// Page size and frame limit when neither argument nor environment says.
 constexpr int32_t kDefaultPageSize = 262144;
 constexpr int32_t kDefaultFrameLimit = 8;
+/// The most bytes of frames an adaptive frame limit may reach: enough for the
+/// working set of a large index, small enough to keep a process lean.
+constexpr int64_t kAdaptiveCacheBytes = 16L << 20;
+
+/// The highest adaptive frame limit for pages of `pageSize` bytes (never below
+/// the default limit).
+inline int32_t adaptiveFrameBound(int32_t pageSize) {
+  int64_t frames = pageSize > 0 ? kAdaptiveCacheBytes / pageSize : 0;
+  return frames > kDefaultFrameLimit ? static_cast<int32_t>(frames) : kDefaultFrameLimit;
+}
 /// The smallest page size accepted: page 0 must hold the header and root record.
 constexpr int32_t kMinimumPageSize = kEmptyHeapTop;
 /// The heap may not grow past this address: every address fits in 31 bits.
@@ -56,6 +66,29 @@ struct Frame {
   Frame* hashNext = nullptr;  ///< next frame in the same page-table bucket
 };
 
+/// A text of the error state, kept in a buffer of its own so that recording a
+/// problem (running out of memory among them) never needs memory.
+template <size_t kCapacity>
+class ErrorText {
+ public:
+  /// Replaces the text by `text`, cut to the capacity.
+  ErrorText& operator=(const char* text) {
+    snprintf(bytes_, kCapacity, "%s", text != nullptr ? text : "");
+    return *this;
+  }
+  /// Empties the text.
+  void clear() { bytes_[0] = '\0'; }
+  /// The text, zero-terminated; owned by the store.
+  char* data() { return bytes_; }
+  const char* c_str() const { return bytes_; }
+
+ private:
+  char bytes_[kCapacity] = {};
+};
+
+/// The longest formatted message, with its terminating zero.
+constexpr size_t kMessageBufferSize = 1028;
+
 /// The state of one open database.
 struct Store {
   Store() = default;
@@ -75,6 +108,13 @@ struct Store {
   int32_t swapPages = 0;          ///< pages the swap file holds
   int32_t pageSize = kDefaultPageSize;
   int32_t frameLimit = kDefaultFrameLimit;  ///< 0: no limit
+  /// Set when neither the caller nor QMPAGES chose the frame limit: the cache
+  /// then raises its own limit while pages come back soon after eviction
+  /// (PageCache.cpp), up to adaptiveFrameBound(). A chosen limit is kept exactly.
+  bool adaptiveLimit = false;
+  std::vector<int32_t> evicted;  ///< the pages evicted last, a ring (adaptive limit only)
+  size_t evictedNext = 0;        ///< where the ring's next eviction goes
+  int32_t rereads = 0;           ///< pages read back soon after eviction, since the last raise
   int32_t heapTop = kHeaderSize;
   int32_t firstIndex = 0;
 
@@ -105,8 +145,8 @@ struct Store {
   int traceLevel = 0;
   FILE* traceStream = nullptr;
   bool hasError = false;
-  std::string errorCode;
-  std::string errorMessage;
+  ErrorText<32> errorCode;
+  ErrorText<kMessageBufferSize> errorMessage;
   FILE* errorStream = nullptr;
 
   HookTable hooks{*this};
