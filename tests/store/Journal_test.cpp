@@ -11,6 +11,7 @@
 
 namespace {
 
+using qmdb::test::crashWithJournal;
 using qmdb::test::exists;
 using qmdb::test::readFile;
 using qmdb::test::renderChildren;
@@ -54,21 +55,6 @@ TEST(Journal, UnfinishedSaveIsRolledBackAtTheNextOpening) {
   EXPECT_FALSE(exists(journal));
   Qmdb db(name.c_str(), QmdbFileUpdate);
   EXPECT_EQ(renderChildren(db, 1), "new");
-}
-
-// Leaves `name` with a journal by cutting a session short after its first
-// save; the tree that save left.
-std::string crashWithJournal(const std::string& name, const char* text, long pageSize) {
-  Qmdb db(name.c_str(), QmdbFileWrite, 1, pageSize);
-  long top = db.addNode(1, text);
-  for (int i = 0; i < 30; ++i) db.addString(top, text);
-  db.flush(false);
-  std::string saved = renderChildren(db, 1);
-  for (int i = 0; i < 100; ++i) db.addString(top, "lost");
-  QmCFileFailAfter(1, true);
-  db.flush(false);
-  QmCFileFailAfter(0);
-  return saved;
 }
 
 TEST(Journal, AJournalThatDoesNotMatchItsFileIsReportedAndNotApplied) {
