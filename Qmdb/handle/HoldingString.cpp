@@ -34,6 +34,14 @@ void makeKey() {
   keyMade = pthread_key_create(&chainKey, freeChain) == 0;
 }
 
+// When the library is unloaded (or the process ends) the key goes first, so
+// that no thread ending later calls into code that is no longer there; the
+// strings of threads still running then stay allocated.
+__attribute__((destructor)) void deleteKey() {
+  if (keyMade) pthread_key_delete(chainKey);
+  keyMade = false;
+}
+
 }  // namespace
 
 QmTString* holdingString(HoldingSlot& slot) {

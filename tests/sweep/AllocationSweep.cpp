@@ -167,14 +167,16 @@ void session(const char* path, FILE* errors, Trigger& trigger, Outcome& out) {
   db->dropTree(chapters[6]);
   db->setAttrValue(db->attribute(chapters[7], "id", type, cls, true), "zeta");
 
-  // Copy across databases from a nameless scratch database.
-  Qmdb* scratch = Qmdb_new(nullptr, QmdbFileDefault, 0, 0);
+  // A nameless scratch database whose pages spill to a swap file: copied
+  // from, linked to and indexed into until it goes before the flush.
+  Qmdb* scratch = Qmdb_new(nullptr, QmdbFileDefault, 1, 1024);
+  long fromScratch = 0;
   if (scratch != nullptr) {
-    long s = scratch->addNode(1, "scratch");
-    scratch->addString(s, "copied across");
-    scratch->addAttribute(s, "from", "scratch", type, cls);
-    db->addTreeCopy(book, scratch, s, true, true, false, true);
-    Qmdb_delete(scratch);
+    fromScratch = scratch->addNode(1, "scratch");
+    for (int i = 0; i < 40; ++i) scratch->addString(fromScratch, kTexts[i % 4]);
+    scratch->addAttribute(fromScratch, "from", "scratch", type, cls);
+    db->addTreeCopy(book, scratch, fromScratch, true, true, false, true);
+    db->linkToObject(chapters[8], scratch, fromScratch);
   }
 
   // Search and index work.
@@ -194,6 +196,10 @@ void session(const char* path, FILE* errors, Trigger& trigger, Outcome& out) {
   db->getIndex(&hits, ix, const_cast<char*>("a"), const_cast<char*>("g"));
   db->pullIndex(&hits, ix, const_cast<char*>("pi"), nullptr);
   db->setIndexName(db->addIndex("spare"), "renamed index");
+  if (scratch != nullptr) {
+    db->putIndex(ix, scratch, fromScratch, "from another database", false);
+    Qmdb_delete(scratch);
+  }
   db->addHook(&hits, const_cast<char*>("hook"), nullptr, nullptr);
   if (char** names = db->namesHooked()) {
     for (char** n = names; *n != nullptr; ++n) free(*n);
@@ -208,6 +214,8 @@ void session(const char* path, FILE* errors, Trigger& trigger, Outcome& out) {
     out.atFlush = digest(*db);
   }
   trigger.arm();
+  db->setUpdatable(false);
+  db->setUpdatable(true);
   long late = db->addNode(book, "late");
   db->addString(late, "written after the flush");
   db->putIndex(ix, late, "late", false);
