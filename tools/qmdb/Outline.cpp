@@ -4,6 +4,7 @@
 #include "Tool.h"
 
 #include <cstdio>
+#include <iostream>
 
 namespace qmdbtool {
 namespace {
@@ -43,9 +44,9 @@ bool isWhitespace(const char* text) {
   return true;
 }
 
-// Prints the outline of `top` (1: the whole document), without the strings of
-// whitespace alone unless `whitespace`; false when the walk does not end.
-bool printOutline(Qmdb& db, long top, bool whitespace) {
+}  // namespace
+
+bool printOutline(Qmdb& db, long top, bool whitespace, std::ostream& out) {
   long steps = walkLimit(db);
   size_t depth = 0;
   long p = top;
@@ -57,7 +58,7 @@ bool printOutline(Qmdb& db, long top, bool whitespace) {
     QmdbObjectType kind = db.objectType(p);
     bool indentation = kind == QmdbString && !whitespace && isWhitespace(db.getValue(p));
     if (p > 0 && !indentation) {
-      printf("%s%s\n", std::string(depth * 2, ' ').c_str(), outlineLine(db, p).c_str());
+      out << std::string(depth * 2, ' ') << outlineLine(db, p) << '\n';
       if (kind == QmdbNode) ++depth;
     } else if (p < 0 && depth > 0) {  // a damaged file may end more nodes than it started
       --depth;
@@ -68,7 +69,11 @@ bool printOutline(Qmdb& db, long top, bool whitespace) {
   return true;
 }
 
-}  // namespace
+void printObjects(Qmdb& db, QmdbList& objects, std::ostream& out) {
+  for (long object = objects.first(); object != 0; object = objects.next()) {
+    out << describeObject(db, object) << '\n';
+  }
+}
 
 int treeCommand(const Args& args) {
   ParsedArgs parsed = parseArgs(args, {"--whitespace"});
@@ -87,7 +92,7 @@ int treeCommand(const Args& args) {
     tops.add(1);
   }
   for (long top = tops.first(); top != 0; top = tops.next()) {
-    if (!printOutline(*db, top, parsed.has("--whitespace"))) {
+    if (!printOutline(*db, top, parsed.has("--whitespace"), std::cout)) {
       return failure(dbName, "the document tree is damaged (run 'qmdb check')", db.get());
     }
   }
@@ -103,9 +108,7 @@ int findCommand(const Args& args) {
 
   QmdbList found;
   db->findPath(&found, parsed.positional[1].c_str(), 1, !parsed.has("-i"));
-  for (long object = found.first(); object != 0; object = found.next()) {
-    printf("%s\n", describeObject(*db, object).c_str());
-  }
+  printObjects(*db, found, std::cout);
   return kOk;
 }
 

@@ -10,6 +10,7 @@
 
 #include <map>
 #include <memory>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
@@ -77,6 +78,38 @@ std::string textContent(Qmdb& db, long object, size_t limit);
 /// One line on an object, tab-separated: handle, kind, name (gid, entity name
 /// or pi target; "-" for none) and a short text.
 std::string describeObject(Qmdb& db, long object);
+/// Writes describeObject's line for each object of `objects`, in list order.
+void printObjects(Qmdb& db, QmdbList& objects, std::ostream& out);
+/// Writes the indented outline of `top` (1: the whole document), leaving out
+/// the strings of whitespace alone unless `whitespace`; false when the walk
+/// does not end (a damaged tree).
+bool printOutline(Qmdb& db, long top, bool whitespace, std::ostream& out);
+/// Writes the counts of what the database (whose file is `dbName`) holds;
+/// false when the document tree is damaged.
+bool printStats(Qmdb& db, const std::string& dbName, std::ostream& out);
+/// Runs the integrity check, writing each problem or the "ok" verdict; true when sound.
+bool printCheck(Qmdb& db, const std::string& dbName, std::ostream& out);
+/// Writes one line per index: its name and its number of keys, tab-separated.
+void printIndexes(Qmdb& db, std::ostream& out);
+/// Writes the keys of `index`, one a line, in byte order.
+void printKeys(Qmdb& db, long index, std::ostream& out);
+/// Writes, as printObjects, the entries of `index` under `from`, or with `to`
+/// under every key from `from` up to the keys that begin with `to`.
+void printLookup(Qmdb& db, long index, const std::string& from, const std::string* to,
+                 std::ostream& out);
+
+/// What fillIndex stored.
+struct IndexFill {
+  long indexed = 0;
+  long skipped = 0;  // objects without the attribute, or refused
+};
+/// Stores every object of `objects` in `index`: under the value of its
+/// attribute `attribute`, or under its own text when `attribute` is empty.
+IndexFill fillIndex(Qmdb& db, long index, QmdbList& objects, const std::string& attribute);
+/// "NAME: N indexed, M skipped (no attribute A)", the report of an index fill.
+std::string describeFill(const std::string& indexName, const std::string& attribute,
+                         const IndexFill& fill);
+
 /// The most objects that a walk can meet in the database: every object takes
 /// at least 24 bytes of heap, so a longer walk means a damaged file.
 long walkLimit(const Qmdb& db);
