@@ -36,14 +36,6 @@ std::string outlineLine(Qmdb& db, long object) {
   }
 }
 
-bool isWhitespace(const char* text) {
-  if (text == nullptr) return false;
-  for (; *text != '\0'; ++text) {
-    if (*text != ' ' && *text != '\t' && *text != '\n' && *text != '\r') return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 bool printOutline(Qmdb& db, long top, bool whitespace, std::ostream& out) {

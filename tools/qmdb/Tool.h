@@ -40,6 +40,7 @@ int keysCommand(const Args& args);
 int indexesCommand(const Args& args);
 int statsCommand(const Args& args);
 int checkCommand(const Args& args);
+int shellCommand(const Args& args);
 
 /// A command's arguments split into positional ones and options.
 struct ParsedArgs {
@@ -69,6 +70,8 @@ std::string copyText(const char* text);
 /// The text with newlines, CRs and tabs shown as \n, \r and \t, cut after
 /// `limit` characters (whole UTF-8 sequences) with "..." appended.
 std::string shortText(const std::string& text, size_t limit = 60);
+/// True when `text` is not null and holds only spaces, tabs, newlines and CRs.
+bool isWhitespace(const char* text);
 /// "node", "string", "entity" or "pi"; "?" for anything else.
 const char* kindName(QmdbObjectType kind);
 /// The text content of an object: a string's text, an entity's value, a pi's
