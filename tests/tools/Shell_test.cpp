@@ -317,7 +317,11 @@ TEST(Shell, EditsLinesAndKeepsHistoryOnATerminal) {
     ASSERT_TRUE(terminal.waitFor(listing, 3)) << terminal.shown();
     terminal.type("rename book\r");
     ASSERT_TRUE(terminal.waitFor("guide.qmb*:/book[1]> ")) << terminal.shown();
-    terminal.type("\x04");  // Ctrl-D at the prompt asks about the edits
+    // Ctrl-D at the prompt asks about the edits. Typed while the terminal is
+    // still in line mode (before the editor takes it over) it would be read as
+    // an empty line, so give the editor a moment first.
+    usleep(300 * 1000);
+    terminal.type("\x04");
     ASSERT_TRUE(terminal.waitFor("(c)ancel: ")) << terminal.shown();
     terminal.type("n\r");
     EXPECT_EQ(terminal.wait(), 0) << terminal.shown();
