@@ -133,7 +133,7 @@ QmCCodingSystem::QmCCodingSystem() : method_(kTransparent), encoder_(*this), dec
 
 QmCCodingSystem::QmCCodingSystem(const char* name)
     : method_(kNone), name_(name, -1), encoder_(*this), decoder_(*this) {
-  if (name == nullptr) return;
+  if (name == nullptr || name_.Failed()) return;
   if (isLatin1Name(name)) {
     method_ = kLatin1;
   } else if (isUtf8Name(name)) {

@@ -4,8 +4,11 @@
 // nothing); transparent_ always equals "the stack is empty or its top is the
 // transparent system", recomputed on every push and pop so that callers on a
 // hot path test one bool. An empty stack converts with a process-wide
-// transparent system.
+// transparent system. Pushing allocates; when memory runs out the push
+// fails and the stack stays as it was.
 #include "Qmencoding/QmCEncoding.h"
+
+#include <new>
 
 namespace {
 const QmCCodingSystem& transparentSystem() {
@@ -18,17 +21,27 @@ QmCEncoding::QmCEncoding() = default;
 QmCEncoding::~QmCEncoding() = default;
 
 bool QmCEncoding::PushCodingSystem(const char* name) {
-  auto system = std::make_unique<QmCCodingSystem>(name);
-  if (system->Method() == QmCCodingSystem::kNone) return false;
-  stack_.push_back(std::move(system));
+  std::unique_ptr<QmCCodingSystem> system(new (std::nothrow) QmCCodingSystem(name));
+  if (system == nullptr || system->Method() == QmCCodingSystem::kNone) return false;
+  if (!push(std::move(system))) return false;
   transparent_ = false;
   return true;
 }
 
 bool QmCEncoding::PushTransparentCodingSystem() {
-  stack_.push_back(std::make_unique<QmCCodingSystem>());
+  if (!push(std::unique_ptr<QmCCodingSystem>(new (std::nothrow) QmCCodingSystem))) return false;
   transparent_ = true;
   return true;
+}
+
+bool QmCEncoding::push(std::unique_ptr<QmCCodingSystem> system) {
+  if (system == nullptr) return false;
+  try {
+    stack_.push_back(std::move(system));
+    return true;
+  } catch (const std::bad_alloc&) {
+    return false;  // `system` is freed with the argument
+  }
 }
 
 QmCCodingSystem::EncodingMethod QmCEncoding::PopCodingSystem() {

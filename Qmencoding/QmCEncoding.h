@@ -20,7 +20,8 @@ class QmCCodingSystem;
 class QmCEncoder {
  public:
   explicit QmCEncoder(const QmCCodingSystem& system) : system_(system) {}
-  /// Converts `length` bytes of `text` (-1: up to its zero; null gives an empty string).
+  /// Converts `length` bytes of `text` (-1: up to its zero; null gives an empty
+  /// string); the result is Failed() when memory ran out.
   QmCExternString operator()(const char* text, long length) const;
 
  private:
@@ -31,7 +32,8 @@ class QmCEncoder {
 class QmCDecoder {
  public:
   explicit QmCDecoder(const QmCCodingSystem& system) : system_(system) {}
-  /// Converts `length` bytes of `text` (-1: up to its zero; null gives an empty string).
+  /// Converts `length` bytes of `text` (-1: up to its zero; null gives an empty
+  /// string); the result is Failed() when memory ran out.
   QmCString operator()(const char* text, long length) const;
 
  private:
@@ -50,7 +52,8 @@ class QmCCodingSystem {
     kIconv = 4,        ///< any other coding that iconv knows
   };
 
-  /// Makes the coding system of `name`; Method() is kNone when the name is unknown.
+  /// Makes the coding system of `name`; Method() is kNone when the name is
+  /// unknown or memory ran out.
   explicit QmCCodingSystem(const char* name);
   /// Makes the transparent coding system.
   QmCCodingSystem();
@@ -67,9 +70,9 @@ class QmCCodingSystem {
   /// External to internal.
   QmCDecoder& Decoder() const { return decoder_; }
 
-  /// Converts internal text to this system's coding.
+  /// Converts internal text to this system's coding (Failed() when memory ran out).
   QmCExternString Encode(const char* text, long length) const;
-  /// Converts text of this system's coding to internal text.
+  /// Converts text of this system's coding to internal text (Failed() when memory ran out).
   QmCString Decode(const char* text, long length) const;
 
  private:
@@ -94,9 +97,10 @@ class QmCEncoding {
   QmCEncoding& operator=(const QmCEncoding&) = delete;
 
   /// Pushes the coding system of `name` ("ISO8859", "ISO8859-1", "LATIN1",
-  /// "UTF-8" or any name iconv knows); false, changing nothing, for an unknown name.
+  /// "UTF-8" or any name iconv knows); false, changing nothing, for an unknown
+  /// name or when memory runs out.
   bool PushCodingSystem(const char* name);
-  /// Pushes the transparent coding system; true.
+  /// Pushes the transparent coding system; false, changing nothing, when memory runs out.
   bool PushTransparentCodingSystem();
   /// Pops the top system and gives its method; kNone (and no change) on an empty stack.
   QmCCodingSystem::EncodingMethod PopCodingSystem();
@@ -109,6 +113,7 @@ class QmCEncoding {
 
  private:
   const QmCCodingSystem& top() const;
+  bool push(std::unique_ptr<QmCCodingSystem> system);
 
   std::vector<std::unique_ptr<QmCCodingSystem>> stack_;
   bool transparent_ = true;

@@ -4,21 +4,21 @@
 // texts), so the bracket converts nothing: QmCMessageBegin only records the
 // coding of the message, and the bracket remembers the stream it last printed
 // to so that QmCMessageEnd can flush it. The bracket state is per thread, so
-// messages of two threads never flush each other's streams.
+// messages of two threads never flush each other's streams. The bracket is
+// plain data: a thread's first message needs no memory and registers no
+// destructor.
 #include "Qmencoding/QmCMessage.h"
 
 #include <cstdarg>
 
-#include "Qmencoding/QmCString.h"
-
 namespace {
 
 struct MessageBracket {
-  QmTString coding;  // the coding system named at the start of the message
+  char coding[32];  // the coding system named at the start of the message (cut)
   FILE* lastStream = nullptr;
 };
 
-thread_local MessageBracket bracket;
+thread_local MessageBracket bracket = {{}, nullptr};
 
 const char* severityName(int severity) {
   switch (severity) {
@@ -46,7 +46,7 @@ const char* orEmpty(const char* text) {
 }  // namespace
 
 void QmCMessageBegin(const char* codingSystem) {
-  bracket.coding.Copy(codingSystem);
+  snprintf(bracket.coding, sizeof bracket.coding, "%s", orEmpty(codingSystem));
   bracket.lastStream = nullptr;
 }
 
@@ -63,7 +63,7 @@ int QmCMessagePrint(FILE* stream, const char* format, ...) {
 void QmCMessageEnd() {
   if (bracket.lastStream != nullptr) fflush(bracket.lastStream);
   bracket.lastStream = nullptr;
-  bracket.coding.Clear();
+  bracket.coding[0] = '\0';
 }
 
 void QmCAssertReport(void* handler, int severity, const char* code, const char* text,

@@ -59,8 +59,9 @@ long Qmdb::attribute(long object, const char* name, QmdbAttributeType type, Qmdb
   if (s == nullptr) return 0;
   long own = carrierBody(*const_cast<Qmdb*>(this), *s, object);
   if (own == 0) return 0;
-  static thread_local QmCString held;
-  const char* sought = textIn(mp_Encoding, name, held);
+  static thread_local qmdb::handle::HoldingSlot held;
+  const char* sought;
+  if (!textIn(mp_Encoding, name, held, sought)) return 0;
   long list = objects::body::attributes(*s, own);
   if (list == 0) return 0;
   long steps = edits::attributeWalkLimit(*s);
@@ -89,15 +90,17 @@ long Qmdb::addAttribute(long object, const char* name, const char* value, QmdbAt
                         QmdbAttributeClass cls) {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr || type == QmdbNoAttributeType || cls == QmdbNoAttributeClass) return 0;
-  static thread_local QmCString heldName;
-  static thread_local QmCString heldValue;
+  static thread_local qmdb::handle::HoldingSlot heldName;
+  static thread_local qmdb::handle::HoldingSlot heldValue;
   if (object == 0) {
     // A free attribute is made in the handle's holder list and taken out at once.
     long& holder = Internal::freeAttributes(*this);
     if (holder == 0) holder = edits::makeAttributeList(*s, 0);
     if (holder == 0) return 0;
-    const char* n = textIn(mp_Encoding, name, heldName);
-    const char* v = textIn(mp_Encoding, value, heldValue);
+    const char* n;
+    if (!textIn(mp_Encoding, name, heldName, n)) return 0;
+    const char* v;
+    if (!textIn(mp_Encoding, value, heldValue, v)) return 0;
     long a = edits::makeAttribute(*s, holder);
     if (a == 0 || nameAndValue(*s, a, n, v, type, cls) == 0) return 0;
     edits::unlinkAttribute(*s, holder, a);
@@ -107,8 +110,10 @@ long Qmdb::addAttribute(long object, const char* name, const char* value, QmdbAt
   }
   long own = carrierBody(*this, *s, object);
   if (own == 0) return 0;
-  const char* n = textIn(mp_Encoding, name, heldName);
-  const char* v = textIn(mp_Encoding, value, heldValue);
+  const char* n;
+  if (!textIn(mp_Encoding, name, heldName, n)) return 0;
+  const char* v;
+  if (!textIn(mp_Encoding, value, heldValue, v)) return 0;
   long result = 0;
   long list = objects::body::attributes(*s, own);
   if (list == 0) list = edits::makeAttributeList(*s, own);
@@ -138,8 +143,9 @@ bool Qmdb::isAttrAttached(long a) const {
 long Qmdb::setAttrName(long a, const char* name) {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr || a == 0) return 0;
-  static thread_local QmCString held;
-  const char* n = textIn(mp_Encoding, name, held);
+  static thread_local qmdb::handle::HoldingSlot held;
+  const char* n;
+  if (!textIn(mp_Encoding, name, held, n)) return 0;
   // Clearing the name cannot fail; a name that cannot be stored keeps the old one.
   long result = edits::setAttributeName(*s, a, n) || n == nullptr ? a : 0;
   s->changed = true;
@@ -152,8 +158,9 @@ long Qmdb::setAttrValue(long a, const char* value) {
   QmdbAttributeType type = attrType(a);
   QmdbAttributeClass cls = attrClass(a);
   if (type == QmdbNoAttributeType || cls == QmdbNoAttributeClass) return 0;
-  static thread_local QmCString held;
-  const char* v = textIn(mp_Encoding, value, held);
+  static thread_local qmdb::handle::HoldingSlot held;
+  const char* v;
+  if (!textIn(mp_Encoding, value, held, v)) return 0;
   long result = a;
   if (v == nullptr) {
     edits::setAttributeValue(*s, a, nullptr, type, cls);
@@ -167,14 +174,14 @@ long Qmdb::setAttrValue(long a, const char* value) {
 char* Qmdb::attrName(long a) const {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr || a == 0) return nullptr;
-  static thread_local QmCExternString held;
+  static thread_local qmdb::handle::HoldingSlot held;
   return textOut(mp_Encoding, store::readHeapString(*s, attributeRecord::name(*s, a)), held);
 }
 
 char* Qmdb::attrValue(long a) const {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr || a == 0) return nullptr;
-  static thread_local QmCExternString held;
+  static thread_local qmdb::handle::HoldingSlot held;
   return textOut(mp_Encoding, store::readHeapString(*s, attributeRecord::value(*s, a)), held);
 }
 

@@ -4,8 +4,6 @@
 // source's coding and enter through this one's. Every text is copied out of
 // its page frame or holding string before anything is stored: the next
 // store may reuse that frame, and the next call of the getter that string.
-#include <string>
-
 #include "Qmdb/Qmdb"
 #include "Qmdb/edits/Attributes.h"
 #include "Qmdb/edits/Links.h"
@@ -14,6 +12,7 @@
 #include "Qmdb/objects/ChildList.h"
 #include "Qmdb/objects/Navigation.h"
 #include "Qmdb/objects/Records.h"
+#include "Qmencoding/QmCString.h"
 
 using qmdb::handle::Internal;
 using qmdb::handle::placeMade;
@@ -22,15 +21,17 @@ namespace store = qmdb::store;
 
 namespace {
 
-// An owned copy of a text that may be null.
+// An owned copy of a text that may be null; not ok() when memory ran out,
+// and then the copy fails.
 class Text {
  public:
-  explicit Text(const char* text) : absent_(text == nullptr), text_(text != nullptr ? text : "") {}
-  const char* get() const { return absent_ ? nullptr : text_.c_str(); }
+  explicit Text(const char* text) : absent_(text == nullptr), text_(text, -1) {}
+  bool ok() const { return !text_.Failed(); }
+  const char* get() const { return absent_ ? nullptr : text_.Data(); }
 
  private:
   bool absent_;
-  std::string text_;
+  QmTString text_;
 };
 
 }  // namespace
@@ -50,22 +51,33 @@ long Qmdb::copy(const Qmdb* db, long object, bool copyAttributes, bool copyValue
     a = source.attribute(o, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
   }
   switch (kind) {
-    case QmdbNode:
-      n = node(Text(source.getId(o)).get());
+    case QmdbNode: {
+      Text id(source.getId(o));
+      if (!id.ok()) return 0;
+      n = node(id.get());
       break;
-    case QmdbString:
-      n = string(copyValues ? Text(source.getValue(o)).get() : nullptr);
+    }
+    case QmdbString: {
+      Text value(copyValues ? source.getValue(o) : nullptr);
+      if (!value.ok()) return 0;
+      n = string(value.get());
       break;
+    }
     case QmdbEntity: {
       Text name(source.getId(o));
       Text value(copyValues ? source.getValue(o) : nullptr);
+      if (!name.ok() || !value.ok()) return 0;
       n = entity(name.get(), value.get(), source.entityType(o));
-      if (n != 0 && copyValues) n = setNotation(n, Text(source.getNotation(o)).get());
+      if (n != 0 && copyValues) {
+        Text notation(source.getNotation(o));
+        n = notation.ok() ? setNotation(n, notation.get()) : 0;
+      }
       break;
     }
     case QmdbPi: {
       Text target(source.getId(o));
       Text data(copyValues ? source.getValue(o) : nullptr);
+      if (!target.ok() || !data.ok()) return 0;
       n = pi(target.get(), data.get());
       break;
     }
@@ -79,6 +91,7 @@ long Qmdb::copy(const Qmdb* db, long object, bool copyAttributes, bool copyValue
     if (--steps < 0) return 0;
     Text name(source.attrName(a));
     Text value(source.attrValue(a));
+    if (!name.ok() || !value.ok()) return 0;
     if (addAttribute(n, name.get(), value.get(), source.attrType(a), source.attrClass(a)) == 0) {
       return 0;
     }

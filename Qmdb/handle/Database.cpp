@@ -8,6 +8,7 @@
 #include "Qmdb/handle/SaveCleanup.h"
 #include "Qmdb/handle/DatabaseRegistry.h"
 #include "Qmdb/handle/Internal.h"
+#include "Qmdb/store/Allocation.h"
 #include "Qmdb/store/DatabaseFile.h"
 #include "Qmdb/store/Messages.h"
 #include "Qmencoding/QmCEncoding.h"
@@ -38,6 +39,24 @@ bool assertEncoding(const QmCEncoding* encoding) {
   return false;
 }
 
+// Runs a step of the store that allocates on its way (open, save, clear,
+// close). Running out of memory there ends the step: the database is unusable
+// from then on, and the problem is reported when `what` names the step (an
+// open only sets the failed flag). False when memory ran out.
+template <typename Step>
+bool withoutThrowing(store::Store& s, const char* what, Step step) noexcept {
+  try {
+    step();
+    return true;
+  } catch (const std::bad_alloc&) {
+    s.failed = true;
+    if (what != nullptr) {
+      store::report(s, store::kFatalError, "MEMORYOVERFLOW", store::kMsgMemoryOverflow, what);
+    }
+    return false;
+  }
+}
+
 // getHook's answer when there is no store at all.
 thread_local void* noStoreHook = nullptr;
 
@@ -52,7 +71,8 @@ Qmdb::Qmdb(const char* name, QmdbFileMode mode, long pages, long pageSize)
   store_ = new (std::nothrow) store::Store;
   if (store_ != nullptr) {
     store_->clearLinks = &qmdb::handle::clearLinksAtSave;
-    store::open(*store_, name, storeMode(name, mode), pages, pageSize);
+    withoutThrowing(*store_, nullptr,
+                    [&] { store::open(*store_, name, storeMode(name, mode), pages, pageSize); });
   }
   id_ = qmdb::handle::registerDatabase(this);
   refCount_ = 0;
@@ -62,7 +82,7 @@ Qmdb::Qmdb(const char* name, QmdbFileMode mode, long pages, long pageSize)
 Qmdb::~Qmdb() {
   qmdb::handle::unregisterDatabase(id_);
   if (store_ != nullptr) {
-    store::close(*store_);
+    withoutThrowing(*store_, "closing", [&] { store::close(*store_); });
     delete store_;
   }
   delete mp_Encoding;
@@ -82,12 +102,15 @@ bool Qmdb::hasChanged() {
 bool Qmdb::setUpdatable(bool updatable) {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr) return false;
-  if (!updatable && !s->readOnly) {
-    store::makeReadOnly(*s);
-  } else if (updatable && s->readOnly) {
-    return store::makeUpdatable(*s);
-  }
-  return true;
+  bool done = true;
+  bool completed = withoutThrowing(*s, "saving", [&] {
+    if (!updatable && !s->readOnly) {
+      store::makeReadOnly(*s);
+    } else if (updatable && s->readOnly) {
+      done = store::makeUpdatable(*s);
+    }
+  });
+  return completed && done;
 }
 
 bool Qmdb::isUpdatable() const {
@@ -126,7 +149,8 @@ void* Qmdb::getOdbcInfo() const {
 bool Qmdb::clear() {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr) return false;
-  bool cleared = store::clear(*s);
+  bool cleared = false;
+  withoutThrowing(*s, "clearing", [&] { cleared = store::clear(*s); });
   if (cleared) freeAttributes_ = 0;
   return cleared;
 }
@@ -134,9 +158,10 @@ bool Qmdb::clear() {
 bool Qmdb::flush(bool shrink) {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr) return false;
-  if (shrink) store::shrink(*s);
-  if (!s->readOnly) store::save(*s);
-  return true;
+  return withoutThrowing(*s, "saving", [&] {
+    if (shrink) store::shrink(*s);
+    if (!s->readOnly) store::save(*s);
+  });
 }
 
 void Qmdb::addHook(void* data, char* name, char* library, char* procedure) {
@@ -159,7 +184,7 @@ void* Qmdb::removeHook(char* name) {
 
 char** Qmdb::namesHooked() const {
   if (store_ != nullptr) return store_->hooks.names();
-  return static_cast<char**>(calloc(1, sizeof(char*)));
+  return static_cast<char**>(store::allocateZeroed(sizeof(char*)));
 }
 
 void Qmdb::addRef() {

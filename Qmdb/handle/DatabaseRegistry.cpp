@@ -1,7 +1,11 @@
 #include "Qmdb/handle/DatabaseRegistry.h"
 
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <ctime>
 #include <mutex>
-#include <random>
+#include <new>
 #include <unordered_map>
 
 namespace qmdb::handle {
@@ -12,14 +16,22 @@ struct Registry {
   std::mutex mutex;
   std::unordered_map<uint32_t, Qmdb*> live;
   uint32_t nextId;
-  Registry() {
-    std::random_device random;
-    nextId = static_cast<uint32_t>(random());
+  // Made on the first open, which must not fail for want of memory or of a
+  // random device: the seed comes from getrandom, else from the clock and pid.
+  Registry() noexcept {
+    uint32_t seed = 0;
+    if (getrandom(&seed, sizeof seed, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof seed)) {
+      seed = static_cast<uint32_t>(time(nullptr)) * 2654435761u ^ static_cast<uint32_t>(getpid());
+    }
+    nextId = seed;
   }
 };
 
 Registry& registry() {
-  static Registry* instance = new Registry;  // outlives every static database
+  // Built in static storage and never destroyed, so that it outlives every
+  // static database and its making allocates nothing.
+  alignas(Registry) static unsigned char storage[sizeof(Registry)];
+  static Registry* instance = new (storage) Registry;
   return *instance;
 }
 

@@ -11,11 +11,13 @@
 namespace {
 
 // An ISO 8859-1 argument in the internal form, for the length of one call.
+// When memory runs out it is not ok(), and the call fails with 0.
 class Latin1Arg {
  public:
   explicit Latin1Arg(const char* text) : absent_(text == nullptr) {
     if (!absent_) internal_ = fcodingSystem_ISO8859_1().Decoder()(text, -1);
   }
+  bool ok() const { return absent_ || !internal_.Failed(); }
   const char* get() const { return absent_ ? nullptr : internal_.Data(); }
 
  private:
@@ -23,10 +25,15 @@ class Latin1Arg {
   QmCString internal_;
 };
 
-// Delivers `text` into (buffer, size) in ISO 8859-1; the number of characters delivered.
+// Delivers `text` into (buffer, size) in ISO 8859-1; the number of characters
+// delivered (0, with an empty text, when memory runs out).
 long deliver(const char* text, char* buffer, long size) {
   if (text == nullptr) return 0;
   QmCExternString external = fcodingSystem_ISO8859_1().Encoder()(text, -1);
+  if (external.Failed()) {
+    if (buffer != nullptr) buffer[0] = '\0';
+    return 0;
+  }
   long length = external.Size();
   if (size > 0 && size < length + 1) length = size - 1;
   if (buffer != nullptr) {
@@ -146,55 +153,82 @@ long Qmdb_moveTree(Qmdb* db, long parent, long after, long object) {
 
 long Qmdb_attribute(Qmdb* db, long object, const char* name, QmdbAttributeType type,
                     QmdbAttributeClass cls, bool exact) {
-  return db->attribute(object, Latin1Arg(name).get(), type, cls, exact);
+  Latin1Arg nameArg(name);
+  return nameArg.ok() ? db->attribute(object, nameArg.get(), type, cls, exact) : 0;
 }
 long Qmdb_addAttribute(Qmdb* db, long object, const char* name, const char* value,
                        QmdbAttributeType type, QmdbAttributeClass cls) {
-  return db->addAttribute(object, Latin1Arg(name).get(), Latin1Arg(value).get(), type, cls);
+  Latin1Arg nameArg(name);
+  Latin1Arg valueArg(value);
+  return nameArg.ok() && valueArg.ok()
+             ? db->addAttribute(object, nameArg.get(), valueArg.get(), type, cls)
+             : 0;
 }
 long Qmdb_setAttrName(Qmdb* db, long attribute, const char* name) {
-  return db->setAttrName(attribute, Latin1Arg(name).get());
+  Latin1Arg nameArg(name);
+  return nameArg.ok() ? db->setAttrName(attribute, nameArg.get()) : 0;
 }
 long Qmdb_setAttrValue(Qmdb* db, long attribute, const char* value) {
-  return db->setAttrValue(attribute, Latin1Arg(value).get());
+  Latin1Arg valueArg(value);
+  return valueArg.ok() ? db->setAttrValue(attribute, valueArg.get()) : 0;
 }
 long Qmdb_addNode(Qmdb* db, long parent, const char* gid) {
-  return db->addNode(parent, Latin1Arg(gid).get());
+  Latin1Arg gidArg(gid);
+  return gidArg.ok() ? db->addNode(parent, gidArg.get()) : 0;
 }
 long Qmdb_addString(Qmdb* db, long parent, const char* text) {
   return db->addString(parent, text);
 }
 long Qmdb_addEntity(Qmdb* db, long parent, const char* name, const char* value,
                     QmdbEntityType type) {
-  return db->addEntity(parent, Latin1Arg(name).get(), Latin1Arg(value).get(), type);
+  Latin1Arg nameArg(name);
+  Latin1Arg valueArg(value);
+  return nameArg.ok() && valueArg.ok() ? db->addEntity(parent, nameArg.get(), valueArg.get(), type)
+                                       : 0;
 }
 long Qmdb_addPi(Qmdb* db, long parent, const char* target, const char* data) {
-  return db->addPi(parent, Latin1Arg(target).get(), Latin1Arg(data).get());
+  Latin1Arg targetArg(target);
+  Latin1Arg dataArg(data);
+  return targetArg.ok() && dataArg.ok() ? db->addPi(parent, targetArg.get(), dataArg.get()) : 0;
 }
 long Qmdb_insertNode(Qmdb* db, long parent, long after, const char* gid) {
-  return db->insertNode(parent, after, Latin1Arg(gid).get());
+  Latin1Arg gidArg(gid);
+  return gidArg.ok() ? db->insertNode(parent, after, gidArg.get()) : 0;
 }
 long Qmdb_insertString(Qmdb* db, long parent, long after, const char* text) {
-  return db->insertString(parent, after, Latin1Arg(text).get());
+  Latin1Arg textArg(text);
+  return textArg.ok() ? db->insertString(parent, after, textArg.get()) : 0;
 }
 long Qmdb_insertEntity(Qmdb* db, long parent, long after, const char* name, const char* value,
                        QmdbEntityType type) {
-  return db->insertEntity(parent, after, Latin1Arg(name).get(), Latin1Arg(value).get(), type);
+  Latin1Arg nameArg(name);
+  Latin1Arg valueArg(value);
+  return nameArg.ok() && valueArg.ok()
+             ? db->insertEntity(parent, after, nameArg.get(), valueArg.get(), type)
+             : 0;
 }
 long Qmdb_insertPi(Qmdb* db, long parent, long after, const char* target, const char* data) {
-  return db->insertPi(parent, after, Latin1Arg(target).get(), Latin1Arg(data).get());
+  Latin1Arg targetArg(target);
+  Latin1Arg dataArg(data);
+  return targetArg.ok() && dataArg.ok()
+             ? db->insertPi(parent, after, targetArg.get(), dataArg.get())
+             : 0;
 }
 long Qmdb_setId(Qmdb* db, long object, const char* id) {
-  return db->setId(object, Latin1Arg(id).get());
+  Latin1Arg idArg(id);
+  return idArg.ok() ? db->setId(object, idArg.get()) : 0;
 }
 long Qmdb_setGid(Qmdb* db, long object, const char* gid) {
-  return db->setGid(object, Latin1Arg(gid).get());
+  Latin1Arg gidArg(gid);
+  return gidArg.ok() ? db->setGid(object, gidArg.get()) : 0;
 }
 long Qmdb_setValue(Qmdb* db, long object, const char* value) {
-  return db->setValue(object, Latin1Arg(value).get());
+  Latin1Arg valueArg(value);
+  return valueArg.ok() ? db->setValue(object, valueArg.get()) : 0;
 }
 long Qmdb_setNotation(Qmdb* db, long object, const char* notation) {
-  return db->setNotation(object, Latin1Arg(notation).get());
+  Latin1Arg notationArg(notation);
+  return notationArg.ok() ? db->setNotation(object, notationArg.get()) : 0;
 }
 
 long Qmdb_attrName(char* buffer, long size, Qmdb* db, long attribute) {
@@ -219,6 +253,7 @@ long Qmdb_getNotation(char* buffer, long size, Qmdb* db, long object) {
 long Qmdb_getIndex(Qmdb* db, const char* indexName, const char* key) {
   Latin1Arg name(indexName);
   Latin1Arg internalKey(key);
+  if (!name.ok() || !internalKey.ok()) return 0;
   QmdbList list;
   long found =
       db->getIndex(&list, db->index(name.get()), const_cast<char*>(internalKey.get()), nullptr);

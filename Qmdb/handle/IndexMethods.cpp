@@ -128,9 +128,10 @@ long Qmdb::index(const char* name) const {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr) return 0;
   if (name == nullptr) return s->firstIndex;
-  static thread_local QmCString held;
+  static thread_local qmdb::handle::HoldingSlot held;
   std::string text;
-  if (!ownCopy(textIn(mp_Encoding, name, held), text)) return 0;
+  const char* converted;
+  if (!textIn(mp_Encoding, name, held, converted) || !ownCopy(converted, text)) return 0;
   return indexes::findIndex(*s, text.c_str());
 }
 
@@ -143,9 +144,10 @@ long Qmdb::nextIndex(long index) const {
 long Qmdb::addIndex(const char* name) {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr || name == nullptr || index(name) != 0) return 0;
-  static thread_local QmCString held;
+  static thread_local qmdb::handle::HoldingSlot held;
   std::string text;
-  if (!ownCopy(textIn(mp_Encoding, name, held), text)) return 0;
+  const char* converted;
+  if (!textIn(mp_Encoding, name, held, converted) || !ownCopy(converted, text)) return 0;
   long made = indexes::appendIndex(*s, text.c_str());
   s->changed = true;
   return made;
@@ -166,9 +168,10 @@ bool Qmdb::dropIndex(long index) {
 long Qmdb::setIndexName(long index, const char* name) {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr || index == 0 || name == nullptr || this->index(name) != 0) return 0;
-  static thread_local QmCString held;
+  static thread_local qmdb::handle::HoldingSlot held;
   std::string text;
-  if (!ownCopy(textIn(mp_Encoding, name, held), text)) return 0;
+  const char* converted;
+  if (!textIn(mp_Encoding, name, held, converted) || !ownCopy(converted, text)) return 0;
   long renamed = indexes::renameIndex(*s, index, text.c_str());
   s->changed = true;
   return renamed;
@@ -177,7 +180,7 @@ long Qmdb::setIndexName(long index, const char* name) {
 char* Qmdb::indexName(long index) const {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr || index == 0) return nullptr;
-  static thread_local QmCExternString held;
+  static thread_local qmdb::handle::HoldingSlot held;
   return textOut(mp_Encoding, indexes::indexNameText(*s, index), held);
 }
 
@@ -223,9 +226,10 @@ long Qmdb::putIndex(long index, Qmdb* database, long object, const char* key, bo
     }
     if (key == nullptr) return 0;
   }
-  static thread_local QmCString held;
+  static thread_local qmdb::handle::HoldingSlot held;
   std::string text;
-  if (!ownCopy(textIn(mp_Encoding, key, held), text)) return 0;
+  const char* converted;
+  if (!textIn(mp_Encoding, key, held, converted) || !ownCopy(converted, text)) return 0;
   uint32_t id = database == nullptr || database == this ? 0 : Internal::id(*database);
   bool stored = indexes::insertKey(*s, index, text.data(), text.size(), id, h, unique);
   s->changed = true;
@@ -254,10 +258,12 @@ long Qmdb::getIndex(QmdbList* list, char* indexName, char* from, char* to) const
 long Qmdb::getIndex(QmdbList* list, long index, char* from, char* to) const {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr || index == 0) return 0;
-  static thread_local QmCString heldFrom;
-  static thread_local QmCString heldTo;
-  const char* lower = textIn(mp_Encoding, from, heldFrom);
-  const char* upper = textIn(mp_Encoding, to, heldTo);
+  static thread_local qmdb::handle::HoldingSlot heldFrom;
+  static thread_local qmdb::handle::HoldingSlot heldTo;
+  const char* lower;
+  if (!textIn(mp_Encoding, from, heldFrom, lower)) return 0;
+  const char* upper;
+  if (!textIn(mp_Encoding, to, heldTo, upper)) return 0;
   return lookUp(*this, *s, list, index, lower, upper, false);
 }
 
@@ -281,10 +287,12 @@ long Qmdb::pullIndex(QmdbList* list, char* indexName, char* from, char* to) {
 long Qmdb::pullIndex(QmdbList* list, long index, char* from, char* to) {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr || index == 0) return 0;
-  static thread_local QmCString heldFrom;
-  static thread_local QmCString heldTo;
-  const char* lower = textIn(mp_Encoding, from, heldFrom);
-  const char* upper = textIn(mp_Encoding, to, heldTo);
+  static thread_local qmdb::handle::HoldingSlot heldFrom;
+  static thread_local qmdb::handle::HoldingSlot heldTo;
+  const char* lower;
+  if (!textIn(mp_Encoding, from, heldFrom, lower)) return 0;
+  const char* upper;
+  if (!textIn(mp_Encoding, to, heldTo, upper)) return 0;
   long pulled = lookUp(*this, *s, list, index, lower, upper, true);
   s->changed = true;
   return pulled;

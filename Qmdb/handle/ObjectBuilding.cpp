@@ -22,8 +22,9 @@ namespace store = qmdb::store;
 long Qmdb::node(const char* gid) {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr) return 0;
-  static thread_local QmCString held;
-  const char* g = textIn(mp_Encoding, gid, held);
+  static thread_local qmdb::handle::HoldingSlot held;
+  const char* g;
+  if (!textIn(mp_Encoding, gid, held, g)) return 0;
   long result = 0;
   long o = objects::createObjectRecord(*s);
   if (o != 0) {
@@ -38,8 +39,9 @@ long Qmdb::node(const char* gid) {
 long Qmdb::string(const char* text) {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr || text == nullptr) return 0;
-  static thread_local QmCString held;
-  const char* t = textIn(mp_Encoding, text, held);
+  static thread_local qmdb::handle::HoldingSlot held;
+  const char* t;
+  if (!textIn(mp_Encoding, text, held, t)) return 0;
   long o = objects::createObjectRecord(*s);
   long result = o != 0 ? objects::setStringText(*s, o, t) : 0;
   s->changed = true;
@@ -49,10 +51,12 @@ long Qmdb::string(const char* text) {
 long Qmdb::entity(const char* name, const char* value, QmdbEntityType type) {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr || type == QmdbNoEntityType) return 0;
-  static thread_local QmCString heldName;
-  static thread_local QmCString heldValue;
-  const char* n = textIn(mp_Encoding, name, heldName);
-  const char* v = textIn(mp_Encoding, value, heldValue);
+  static thread_local qmdb::handle::HoldingSlot heldName;
+  static thread_local qmdb::handle::HoldingSlot heldValue;
+  const char* n;
+  if (!textIn(mp_Encoding, name, heldName, n)) return 0;
+  const char* v;
+  if (!textIn(mp_Encoding, value, heldValue, v)) return 0;
   long result = 0;
   long o = objects::createObjectRecord(*s);
   long r = o != 0 ? objects::makeEntityRecord(*s, o) : 0;
@@ -74,10 +78,12 @@ long Qmdb::entity(const char* name, const char* value, QmdbEntityType type) {
 long Qmdb::pi(const char* target, const char* data) {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr) return 0;
-  static thread_local QmCString heldTarget;
-  static thread_local QmCString heldData;
-  const char* t = textIn(mp_Encoding, target, heldTarget);
-  const char* d = textIn(mp_Encoding, data, heldData);
+  static thread_local qmdb::handle::HoldingSlot heldTarget;
+  static thread_local qmdb::handle::HoldingSlot heldData;
+  const char* t;
+  if (!textIn(mp_Encoding, target, heldTarget, t)) return 0;
+  const char* d;
+  if (!textIn(mp_Encoding, data, heldData, d)) return 0;
   long result = 0;
   long o = objects::createObjectRecord(*s);
   long r = o != 0 ? objects::makePiRecord(*s, o) : 0;

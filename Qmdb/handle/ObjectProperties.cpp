@@ -53,7 +53,7 @@ char* Qmdb::getId(long o) const {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr) return nullptr;
   long text = propertyText(*const_cast<Qmdb*>(this), *s, o, Property::kId);
-  static thread_local QmCExternString held;
+  static thread_local qmdb::handle::HoldingSlot held;
   return textOut(mp_Encoding, store::readHeapString(*s, text), held);
 }
 
@@ -65,7 +65,7 @@ char* Qmdb::getValue(long o) const {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr) return nullptr;
   long text = propertyText(*const_cast<Qmdb*>(this), *s, o, Property::kValue);
-  static thread_local QmCExternString held;
+  static thread_local qmdb::handle::HoldingSlot held;
   return textOut(mp_Encoding, store::readHeapString(*s, text), held);
 }
 
@@ -73,7 +73,7 @@ char* Qmdb::getNotation(long o) const {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr) return nullptr;
   long text = propertyText(*const_cast<Qmdb*>(this), *s, o, Property::kNotation);
-  static thread_local QmCExternString held;
+  static thread_local qmdb::handle::HoldingSlot held;
   return textOut(mp_Encoding, store::readHeapString(*s, text), held);
 }
 
@@ -81,8 +81,9 @@ long Qmdb::setId(long o, const char* id) {
   store::Store* s = Internal::writable(*this);
   long h = qmdb::objects::handleOf(o);
   if (s == nullptr || h == 0 || h == objects::kRoot || !hasName(objectType(h))) return 0;
-  static thread_local QmCString held;
-  const char* text = textIn(mp_Encoding, id, held);
+  static thread_local qmdb::handle::HoldingSlot held;
+  const char* text;
+  if (!textIn(mp_Encoding, id, held, text)) return 0;
   long own = object::body(*s, h);
   if (own == 0) return 0;
   long field = objects::body::nameField(own);
@@ -101,8 +102,9 @@ long Qmdb::setValue(long o, const char* value) {
   store::Store* s = Internal::writable(*this);
   long h = qmdb::objects::handleOf(o);
   if (s == nullptr || h == 0 || h == objects::kRoot) return 0;
-  static thread_local QmCString held;
-  const char* text = textIn(mp_Encoding, value, held);
+  static thread_local qmdb::handle::HoldingSlot held;
+  const char* text;
+  if (!textIn(mp_Encoding, value, held, text)) return 0;
   long own = object::body(*s, h);
   if (own == 0) return 0;
   long result = 0;
@@ -132,8 +134,9 @@ long Qmdb::setNotation(long o, const char* notation) {
   store::Store* s = Internal::writable(*this);
   long h = qmdb::objects::handleOf(o);
   if (s == nullptr || objectType(h) != QmdbEntity) return 0;
-  static thread_local QmCString held;
-  const char* text = textIn(mp_Encoding, notation, held);
+  static thread_local qmdb::handle::HoldingSlot held;
+  const char* text;
+  if (!textIn(mp_Encoding, notation, held, text)) return 0;
   long own = object::body(*s, h);
   if (own == 0) return 0;
   long field = objects::entityRecord::notationField(own);

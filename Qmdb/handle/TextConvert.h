@@ -1,30 +1,44 @@
 // Text at the class interface: the caller's external coding in and out.
 //
 // Each method that converts text keeps the result in a holding string of its
-// own (a thread_local in the method), so a converted result stays valid until
-// the next call of the same method in the same thread. With a transparent
-// stack nothing is copied: arguments pass as they are and results point into
-// the page frame that holds the text.
+// own (HoldingString.h), so a converted result stays valid until the next
+// call of the same method in the same thread. With a transparent stack
+// nothing is copied: arguments pass as they are and results point into the
+// page frame that holds the text. A conversion that runs out of memory is a
+// failure of the method, never an exception.
 #ifndef QMDB_HANDLE_TEXTCONVERT_H
 #define QMDB_HANDLE_TEXTCONVERT_H
 
+#include "Qmdb/handle/HoldingString.h"
 #include "Qmencoding/QmCEncoding.h"
 
 namespace qmdb::handle {
 
-/// An argument in the internal form: `text` itself, or its conversion kept in `holder`.
-inline const char* textIn(const QmCEncoding* encoding, const char* text, QmCString& holder) {
-  if (text == nullptr || encoding == nullptr || encoding->IsTransparent()) return text;
-  holder = encoding->Decoder()(text, -1);
-  return holder.Data();
+/// Sets `out` to the argument in the internal form: `text` itself, or its
+/// conversion kept in the slot's string. False when memory ran out.
+inline bool textIn(const QmCEncoding* encoding, const char* text, HoldingSlot& slot,
+                   const char*& out) {
+  if (text == nullptr || encoding == nullptr || encoding->IsTransparent()) {
+    out = text;
+    return true;
+  }
+  QmTString* holder = holdingString(slot);
+  if (holder == nullptr) return false;
+  *holder = encoding->Decoder()(text, -1);
+  if (holder->Failed()) return false;
+  out = holder->Data();
+  return true;
 }
 
-/// A result in the caller's coding: `stored` itself, or its conversion kept in `holder`.
-inline char* textOut(const QmCEncoding* encoding, const char* stored, QmCExternString& holder) {
+/// A result in the caller's coding: `stored` itself, or its conversion kept
+/// in the slot's string; null when `stored` is null or memory ran out.
+inline char* textOut(const QmCEncoding* encoding, const char* stored, HoldingSlot& slot) {
   if (stored == nullptr) return nullptr;
   if (encoding == nullptr || encoding->IsTransparent()) return const_cast<char*>(stored);
-  holder = encoding->Encoder()(stored, -1);
-  return const_cast<char*>(holder.Data());
+  QmTString* holder = holdingString(slot);
+  if (holder == nullptr) return nullptr;
+  *holder = encoding->Encoder()(stored, -1);
+  return holder->Failed() ? nullptr : const_cast<char*>(holder->Data());
 }
 
 }  // namespace qmdb::handle

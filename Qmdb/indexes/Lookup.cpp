@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <deque>
 
 #include "Qmdb/indexes/IndexEntry.h"
@@ -334,8 +335,14 @@ void collectRange(store::Store& s, long index, const char* from, const char* to,
 }
 
 void listKeys(store::Store& s, long index, KeySink& out) {
-  Walker walker(s, Mode::kRange, false, nullptr, &out);
-  walker.run(index, KeySpan{}, KeySpan{});
+  try {
+    Walker walker(s, Mode::kRange, false, nullptr, &out);
+    walker.run(index, KeySpan{}, KeySpan{});
+  } catch (const std::bad_alloc&) {
+    // The walk's levels could not grow: as when the work area cannot.
+    store::report(s, store::kError, "MEMORYOVERFLOW", store::kMsgMemoryOverflow,
+                  "index-keys collecting");
+  }
 }
 
 }  // namespace qmdb::indexes

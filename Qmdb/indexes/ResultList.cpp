@@ -150,12 +150,7 @@ long QmdbList::next() {
 
 namespace {
 long copyOf(const char* s) {
-  if (s == nullptr) return 0;
-  size_t size = strlen(s) + 1;
-  char* copy = static_cast<char*>(qmdb::store::allocate(size));
-  if (copy == nullptr) return 0;
-  memcpy(copy, s, size);
-  return reinterpret_cast<long>(copy);
+  return s != nullptr ? reinterpret_cast<long>(qmdb::store::copyText(s)) : 0;
 }
 char* text(long value) {
   return reinterpret_cast<char*>(value);

@@ -1,6 +1,7 @@
 #include "Qmdb/store/Allocation.h"
 
 #include <cstdlib>
+#include <cstring>
 
 namespace qmdb::store {
 
@@ -28,10 +29,21 @@ void* reallocate(void* p, size_t size) {
   return allocationAllowed() ? realloc(p, size) : nullptr;
 }
 
+char* copyText(const char* text) {
+  size_t size = strlen(text) + 1;
+  char* copy = static_cast<char*>(allocate(size));
+  if (copy != nullptr) memcpy(copy, text, size);
+  return copy;
+}
+
 void failAllocationAfter(long n, bool sticky) {
   allocations = 0;
   failAt = n > 0 ? n : 0;
   failSticky = sticky;
+}
+
+long allocationsCounted() {
+  return allocations;
 }
 
 }  // namespace qmdb::store

@@ -18,12 +18,16 @@ void* allocate(size_t size);
 void* allocateZeroed(size_t size);
 /// realloc(p, size), or null (p untouched) when the seam makes it fail.
 void* reallocate(void* p, size_t size);
+/// A malloc'ed copy of the zero-terminated `text`, or null when the seam makes it fail.
+char* copyText(const char* text);
 /// Counts one allocation made by a standard container; false when it is to fail.
 bool allocationAllowed();
 
 /// Test seam: the n-th allocation from now on fails (1: the next), and with
 /// `sticky` every later one too; 0 disarms.
 void failAllocationAfter(long n, bool sticky = false);
+/// Test seam: the allocations counted since the seam was last armed.
+long allocationsCounted();
 
 }  // namespace qmdb::store
 

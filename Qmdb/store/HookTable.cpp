@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "Qmdb/store/Allocation.h"
 #include "Qmdb/store/Messages.h"
 #include "Qmdb/store/Store.h"
 #include "Qmencoding/QmCLibrary.h"
@@ -44,15 +45,19 @@ void HookTable::add(void* data, const char* name, const char* library, const cha
     after = node;
     node = node->next;
   }
-  Node* added = new (std::nothrow) Node{nullptr,
-                                        nullptr,
-                                        name,
-                                        library != nullptr ? library : "",
-                                        procedure != nullptr ? procedure : "",
-                                        library != nullptr,
-                                        procedure != nullptr,
-                                        data};
-  if (added == nullptr) return;
+  Node* added = nullptr;
+  try {
+    added = new Node{nullptr,
+                     nullptr,
+                     name,
+                     library != nullptr ? library : "",
+                     procedure != nullptr ? procedure : "",
+                     library != nullptr,
+                     procedure != nullptr,
+                     data};
+  } catch (const std::bad_alloc&) {
+    return;  // out of memory: no hook is added
+  }
   added->previous = after;
   added->next = after != nullptr ? after->next : first_;
   if (added->previous != nullptr) {
@@ -123,11 +128,12 @@ void* HookTable::take(const char* name) {
 }
 
 char** HookTable::names() const {
-  char** array = static_cast<char**>(calloc(static_cast<size_t>(count_) + 1, sizeof(char*)));
+  char** array =
+      static_cast<char**>(allocateZeroed((static_cast<size_t>(count_) + 1) * sizeof(char*)));
   if (array == nullptr) return nullptr;
   long i = 0;
   for (Node* node = first_; node != nullptr; node = node->next) {
-    array[i] = strdup(node->name.c_str());
+    array[i] = copyText(node->name.c_str());
     if (array[i] == nullptr) {
       for (long j = 0; j < i; ++j) free(array[j]);
       free(array);

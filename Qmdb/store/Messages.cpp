@@ -34,8 +34,6 @@ constexpr MessageEntry kMessageTable[] = {
     {kMsgProcedureNotFound, "External procedure not found (library %.256s, procedure %.256s)"},
 };
 
-constexpr int kMessageBufferSize = 1028;
-
 }  // namespace
 
 const char* severityName(int severity) {
@@ -78,7 +76,7 @@ void report(Store& store, int severity, const char* code, int number, ...) {
     va_end(args);
   }
   if (severity > kBug) store.failed = true;
-  store.errorCode = code != nullptr ? code : "";
+  store.errorCode = code;
   store.errorMessage = buffer;
   store.hasError = true;
   QmCMessageBegin("ISO8859");

@@ -115,11 +115,23 @@ std::string makeTemporaryName() {
   return name;
 }
 
+// Copies the saved bytes of `page` to the journal before they are overwritten.
+// Without memory for the copy the page cannot be written safely: a fatal
+// problem, like a failed write, and never an exception out of the cache.
+bool protectPage(Store& store, int32_t page) {
+  try {
+    return journal::protectPage(store, page);
+  } catch (const std::bad_alloc&) {
+    report(store, kFatalError, "MEMORYOVERFLOW", kMsgMemoryOverflow, "the journal");
+    return false;
+  }
+}
+
 // Writes the frame's page below the heap top; reports and fails on any error.
 bool writePage(Store& store, Frame* frame, int openMessage) {
   if (store.failed) return false;
   if (!ensureSwapFile(store, openMessage)) return false;
-  if (!journal::protectPage(store, frame->page)) return false;
+  if (!protectPage(store, frame->page)) return false;
   long position = static_cast<long>(frame->page) * store.pageSize;
   if (QmCFileSeek(store.swapFile, position) != 0) {
     report(store, kFatalError, "NOFILESEEK", kMsgSeekFailed, static_cast<long>(frame->page),
@@ -182,7 +194,12 @@ bool ensureSwapFile(Store& store, int messageNumber) {
     return false;
   }
   if (!store.hasFileName) {
-    store.fileName = makeTemporaryName();
+    try {
+      store.fileName = makeTemporaryName();
+    } catch (const std::bad_alloc&) {
+      report(store, kFatalError, "MEMORYOVERFLOW", kMsgMemoryOverflow, "the swap file's name");
+      return false;
+    }
     store.hasFileName = true;
   }
   store.swapFile = QmCFileOpen(store.fileName.c_str(), "w+b");

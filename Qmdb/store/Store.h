@@ -56,6 +56,29 @@ struct Frame {
   Frame* hashNext = nullptr;  ///< next frame in the same page-table bucket
 };
 
+/// A text of the error state, kept in a buffer of its own so that recording a
+/// problem (running out of memory among them) never needs memory.
+template <size_t kCapacity>
+class ErrorText {
+ public:
+  /// Replaces the text by `text`, cut to the capacity.
+  ErrorText& operator=(const char* text) {
+    snprintf(bytes_, kCapacity, "%s", text != nullptr ? text : "");
+    return *this;
+  }
+  /// Empties the text.
+  void clear() { bytes_[0] = '\0'; }
+  /// The text, zero-terminated; owned by the store.
+  char* data() { return bytes_; }
+  const char* c_str() const { return bytes_; }
+
+ private:
+  char bytes_[kCapacity] = {};
+};
+
+/// The longest formatted message, with its terminating zero.
+constexpr size_t kMessageBufferSize = 1028;
+
 /// The state of one open database.
 struct Store {
   Store() = default;
@@ -97,8 +120,8 @@ struct Store {
   int traceLevel = 0;
   FILE* traceStream = nullptr;
   bool hasError = false;
-  std::string errorCode;
-  std::string errorMessage;
+  ErrorText<32> errorCode;
+  ErrorText<kMessageBufferSize> errorMessage;
   FILE* errorStream = nullptr;
 
   HookTable hooks{*this};

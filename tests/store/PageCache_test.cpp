@@ -31,7 +31,8 @@ class PageCacheTest : public ::testing::Test {
       long a = reserve(s, 16);
       EXPECT_NE(a, 0);
       s.heapTop = static_cast<int32_t>(a + 16);
-      for (long f = 0; f < 16; f += 4) EXPECT_TRUE(put32(s, a + f, static_cast<int32_t>(a * 7 + f)));
+      for (long f = 0; f < 16; f += 4)
+        EXPECT_TRUE(put32(s, a + f, static_cast<int32_t>(a * 7 + f)));
       addresses.push_back(a);
     }
     return addresses;
@@ -56,8 +57,9 @@ TEST_F(PageCacheTest, ConfigurationFromArgumentsEnvironmentAndDefaults) {
     Store s;
     configure(s, 0, 0);
     EXPECT_EQ(s.pageSize, 262144);
-    EXPECT_EQ(s.errorCode, "ILLEGALVALUE");
-    EXPECT_EQ(s.errorMessage, "QMPAGESIZE=512 is invalid (should be a number), using default (262144)");
+    EXPECT_EQ(std::string(s.errorCode.c_str()), "ILLEGALVALUE");
+    EXPECT_EQ(std::string(s.errorMessage.c_str()),
+              "QMPAGESIZE=512 is invalid (should be a number), using default (262144)");
     EXPECT_FALSE(s.failed);
   }
   for (const char* bad : {"0", "many"}) {
@@ -65,9 +67,10 @@ TEST_F(PageCacheTest, ConfigurationFromArgumentsEnvironmentAndDefaults) {
     Store s;
     configure(s, 0, 0);
     EXPECT_EQ(s.frameLimit, 8);
-    EXPECT_EQ(s.errorCode, "ILLEGALVALUE");
-    EXPECT_EQ(s.errorMessage, std::string("QMPAGES=") + bad +
-                                  " is invalid (should be a number), using default (8)");
+    EXPECT_EQ(std::string(s.errorCode.c_str()), "ILLEGALVALUE");
+    EXPECT_EQ(
+        std::string(s.errorMessage.c_str()),
+        std::string("QMPAGES=") + bad + " is invalid (should be a number), using default (8)");
   }
   {
     // Both bad: the page size is settled first, so the frame limit's warning stays.
@@ -79,7 +82,8 @@ TEST_F(PageCacheTest, ConfigurationFromArgumentsEnvironmentAndDefaults) {
     EXPECT_EQ(s.pageSize, 4096);
     configure(s, 0, 100);
     EXPECT_EQ(s.pageSize, 100);
-    EXPECT_EQ(s.errorMessage, "QMPAGES=-3 is invalid (should be a number), using default (8)");
+    EXPECT_EQ(std::string(s.errorMessage.c_str()),
+              "QMPAGES=-3 is invalid (should be a number), using default (8)");
   }
   {
     // A page too small for the header and the root record falls back to the default.
@@ -87,7 +91,8 @@ TEST_F(PageCacheTest, ConfigurationFromArgumentsEnvironmentAndDefaults) {
     configure(s, 3, 59);
     EXPECT_EQ(s.pageSize, 262144);
     EXPECT_EQ(s.frameLimit, 3);
-    EXPECT_EQ(s.errorMessage, "pageSize=59 is invalid (should be a number), using default (262144)");
+    EXPECT_EQ(std::string(s.errorMessage.c_str()),
+              "pageSize=59 is invalid (should be a number), using default (262144)");
   }
 }
 
@@ -162,8 +167,8 @@ TEST_F(PageCacheTest, PagesMissingFromTheSwapFileAreAFatalReadError) {
   s.named = false;
   uint8_t* p = resolve(s, 3000);  // the first miss makes the temporary file and reads
   EXPECT_EQ(p, nullptr);          // ...which is empty, so the read fails
-  EXPECT_EQ(s.errorCode, "NOFILEREAD");
-  EXPECT_EQ(s.errorMessage, "Could not fread page 2");
+  EXPECT_EQ(std::string(s.errorCode.c_str()), "NOFILEREAD");
+  EXPECT_EQ(std::string(s.errorMessage.c_str()), "Could not fread page 2");
   EXPECT_TRUE(s.failed);
   close(s);
 }
@@ -172,8 +177,8 @@ TEST_F(PageCacheTest, NegativeAddressIsAFatalBug) {
   Store s;
   configure(s, 2, 1024);
   EXPECT_EQ(resolve(s, -5), nullptr);
-  EXPECT_EQ(s.errorCode, "CANNOTHAPPEN");
-  EXPECT_EQ(s.errorMessage, "Negative swap-file address encountered: -5");
+  EXPECT_EQ(std::string(s.errorCode.c_str()), "CANNOTHAPPEN");
+  EXPECT_EQ(std::string(s.errorMessage.c_str()), "Negative swap-file address encountered: -5");
   EXPECT_TRUE(s.failed);
 }
 

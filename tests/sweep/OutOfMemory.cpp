@@ -1,0 +1,143 @@
+// Running out of memory where only a failing operator new can reach: string
+// growth in the text library, conversions at both interfaces, the error
+// state and the holding strings of a new thread.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+
+#include "Qmdb/Qmdb"
+#include "Qmdb/qmdb.h"
+#include "Qmdb/store/Allocation.h"
+#include "Qmencoding/QmCEncoding.h"
+#include "support/TestSupport.h"
+
+namespace {
+
+using qmdb::store::failAllocationAfter;
+using qmdb::test::renderChildren;
+
+// Longer than any short-string buffer, so that copying it must allocate.
+const char kLong[] = "a name long enough to need memory of its own";
+const char kLatin1[] = "d\xE9j\xE0 vu, a name long enough to need memory of its own";
+const char kUtf8[] = "d\xC3\xA9j\xC3\xA0 vu, a name long enough to need memory of its own";
+
+class OutOfMemory : public ::testing::Test {
+ protected:
+  void TearDown() override { failAllocationAfter(0); }
+};
+
+TEST_F(OutOfMemory, TextLibraryMarksFailureInsteadOfThrowing) {
+  QmCString s("short", -1);
+  failAllocationAfter(1, true);
+  EXPECT_FALSE(s.Copy(kLong));
+  EXPECT_TRUE(s.Failed());
+  EXPECT_STREQ(s.Data(), "");
+  QmCString decoded = fcodingSystem_ISO8859_1().Decoder()(kLatin1, -1);
+  EXPECT_TRUE(decoded.Failed());
+  QmCString copied(decoded);
+  EXPECT_TRUE(copied.Failed());
+  failAllocationAfter(0);
+  s.Clear();
+  EXPECT_FALSE(s.Failed());
+  EXPECT_TRUE(s.Copy(kLong));
+  EXPECT_STREQ(fcodingSystem_ISO8859_1().Decoder()(kLatin1, -1).Data(), kUtf8);
+
+  QmCEncoding stack;
+  failAllocationAfter(1, true);
+  EXPECT_FALSE(stack.PushCodingSystem("ISO8859-1"));
+  EXPECT_TRUE(stack.IsTransparent());
+  failAllocationAfter(0);
+  ASSERT_TRUE(stack.PushCodingSystem("ISO8859-1"));
+  failAllocationAfter(1, true);
+  EXPECT_FALSE(stack.PushTransparentCodingSystem());
+  EXPECT_FALSE(stack.IsTransparent());  // the Latin-1 system is still on top
+  failAllocationAfter(0);
+  EXPECT_EQ(stack.PopCodingSystem(), QmCCodingSystem::kLatin1);
+}
+
+TEST_F(OutOfMemory, ConvertingCallsFailAndChangeNothing) {
+  const QmdbAttributeType type = static_cast<QmdbAttributeType>(1);
+  const QmdbAttributeClass cls = static_cast<QmdbAttributeClass>(1);
+  Qmdb db;
+  ASSERT_TRUE(db.pushCoding("ISO8859-1"));
+  // Each method is called once first, so that its holding strings exist and
+  // the one allocation that fails below is the conversion itself.
+  long n = db.addNode(1, kLatin1);
+  long m = db.addNode(1, "m");
+  ASSERT_EQ(db.setGid(n, kLatin1), n);
+  ASSERT_STREQ(db.getGid(n), kLatin1);
+  ASSERT_NE(db.addAttribute(m, kLatin1, kLatin1, type, cls), 0);
+  long index = db.addIndex("i");
+  ASSERT_EQ(db.putIndex(index, m, kLatin1, false), m);
+  const std::string before = renderChildren(db, 1);
+
+  failAllocationAfter(1);
+  EXPECT_EQ(db.getGid(n), nullptr);
+  failAllocationAfter(1);
+  EXPECT_EQ(db.setGid(n, "\xE9t\xE9, and another name long enough"), 0);
+  failAllocationAfter(1);
+  EXPECT_EQ(db.addNode(1, kLatin1), 0);
+  failAllocationAfter(1);
+  EXPECT_EQ(db.addAttribute(n, kLatin1, kLatin1, type, cls), 0);
+  failAllocationAfter(1);
+  EXPECT_EQ(db.putIndex(index, n, "\xE9t\xE9, a key long enough to need memory", false), 0);
+  // The flat interface converts from Latin-1 itself.
+  failAllocationAfter(1);
+  EXPECT_EQ(Qmdb_addNode(&db, 1, kLatin1), 0);
+  failAllocationAfter(1);
+  EXPECT_EQ(Qmdb_setValue(&db, n, kLatin1), 0);
+  failAllocationAfter(0);
+
+  EXPECT_TRUE(db.isValid());
+  EXPECT_EQ(renderChildren(db, 1), before);
+  EXPECT_STREQ(db.getGid(n), kLatin1);
+  EXPECT_EQ(db.getValue(n), nullptr);
+  EXPECT_EQ(db.attribute(n, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, false), 0);
+  EXPECT_EQ(db.indexKeys(nullptr, index), 1);
+  db.popCoding();
+  char buffer[80];
+  EXPECT_EQ(Qmdb_getGid(buffer, sizeof buffer, &db, n), static_cast<long>(strlen(kLatin1)));
+  EXPECT_STREQ(buffer, kLatin1);
+  failAllocationAfter(1);
+  EXPECT_EQ(Qmdb_getGid(buffer, sizeof buffer, &db, n), 0);
+  EXPECT_STREQ(buffer, "");
+}
+
+TEST_F(OutOfMemory, ProblemsAreRecordedWithoutMemory) {
+  Qmdb db;
+  long a = db.addNode(1, "a");
+  db.addNode(a, "b");
+  failAllocationAfter(1, true);
+  EXPECT_EQ(db.findPath(nullptr, "a/b", 1, true), 0);
+  EXPECT_STREQ(db.errorCode(), "MEMORYOVERFLOW");
+  EXPECT_STREQ(db.errorMessage(), "Failed to allocated memory for findPath().");
+  EXPECT_TRUE(db.isValid());
+}
+
+TEST_F(OutOfMemory, ANewThreadsHoldingStringsFailSoftlyAndGoWithIt) {
+  Qmdb db;
+  ASSERT_TRUE(db.pushCoding("ISO8859-1"));
+  long n = db.addNode(1, kLatin1);
+  // The seam is per thread: each thread arms its own.
+  const char* refused = "unset";
+  std::thread starved([&] {
+    failAllocationAfter(1, true);
+    refused = db.getGid(n);
+    failAllocationAfter(0);
+  });
+  starved.join();
+  EXPECT_EQ(refused, nullptr);
+  // A thread that converts successfully leaves nothing behind when it ends
+  // (the leak checker of the sanitized build watches this).
+  std::string seen;
+  std::thread worker([&] {
+    seen = db.getGid(n);
+    db.setValue(db.addString(n, "x"), kLatin1);
+  });
+  worker.join();
+  EXPECT_EQ(seen, kLatin1);
+  EXPECT_STREQ(db.getValue(db.first(n)), kLatin1);
+}
+
+}  // namespace
