@@ -3,16 +3,25 @@
 // The search backtracks: it keeps one candidate per step and asks each step
 // for its next candidate only when everything reached through the last one
 // has been found, so results come in backtracking order and no intermediate
-// result set is ever built. It reads the tree only through the virtual
-// navigation methods (first, next, parent, getId), so a derived class that
-// overrides them changes the search too.
+// result set is ever built.
+//
+// The search is written once, over a reader that gives it the tree. A class
+// derived from Qmdb gets the virtual reader, which goes through the virtual
+// navigation methods (first, next, parent, getId), so that overriding them
+// changes the search too. Qmdb itself, whose methods nobody overrode, gets the
+// direct reader, which reads the same records without the virtual calls and
+// compares each stored name (a pooled heap string, which never changes) once
+// per search; both give the same results in the same order.
 //
 // Names are compared with what getId returns, that is in the caller's coding;
 // the path is therefore split as the caller gave it, so that both sides of the
-// comparison are in the same coding whatever coding system is pushed.
+// comparison are in the same coding whatever coding system is pushed. The
+// direct reader compares stored names, so it serves only transparent codings.
+#include <array>
 #include <cstring>
 #include <new>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "Qmdb/Qmdb"
@@ -20,18 +29,58 @@
 #include "Qmdb/objects/Navigation.h"
 #include "Qmdb/objects/Records.h"
 #include "Qmdb/store/Allocation.h"
+#include "Qmdb/store/HeapString.h"
 #include "Qmdb/store/Messages.h"
+#include "Qmencoding/QmCEncoding.h"
 
 using qmdb::handle::Internal;
 namespace store = qmdb::store;
+namespace objects = qmdb::objects;
+namespace object = qmdb::objects::object;
+namespace nodeRecord = qmdb::objects::nodeRecord;
 
 namespace {
 
 enum class StepKind { kSelf, kParent, kChildren, kSubtree, kName };
 
+// What a name step found when it compared stored names, by the heap address of
+// the name: objects of one name share one pooled heap string, so each is read
+// and compared once per search. Open addressing; a full table stops learning.
+class NameMemo {
+ public:
+  enum Answer : uint8_t { kUnknown, kMatch, kNoMatch };
+
+  Answer find(long address) const {
+    for (size_t i = slotOf(address);; i = (i + 1) % kSlots) {
+      if (keys_[i] == 0) return kUnknown;
+      if (keys_[i] == address) return answers_[i];
+    }
+  }
+
+  void put(long address, bool match) {
+    if (used_ >= kSlots / 2) return;  // keeps probes short and one slot always empty
+    size_t i = slotOf(address);
+    while (keys_[i] != 0) i = (i + 1) % kSlots;
+    keys_[i] = address;
+    answers_[i] = match ? kMatch : kNoMatch;
+    ++used_;
+  }
+
+ private:
+  static constexpr size_t kSlots = 256;
+  static size_t slotOf(long address) {
+    return (static_cast<unsigned long>(address) * 0x9E3779B97F4A7C15UL) >> 56;
+  }
+  std::array<long, kSlots> keys_{};  // 0: empty (no name lies at address 0)
+  std::array<Answer, kSlots> answers_{};
+  size_t used_ = 0;
+};
+
 struct Step {
   StepKind kind;
-  std::string name;  // the text of a name step
+  std::string name;            // the text of a name step
+  bool wantsChildren = false;  // the next step looks only at children ("*" or a name)
+  NameMemo memo;               // the direct reader's answers for a name step
 };
 
 StepKind kindOf(const std::string& text) {
@@ -50,13 +99,20 @@ void splitPath(const char* path, std::vector<Step>& steps) {
     if (slash == nullptr) {
       if (*begin != '\0' || begin == path) {
         std::string text(begin);
-        steps.push_back({kindOf(text), text});
+        steps.push_back({kindOf(text), text, false, {}});
       }
       return;
     }
     std::string text(begin, static_cast<size_t>(slash - begin));
-    steps.push_back({kindOf(text), text});
+    steps.push_back({kindOf(text), text, false, {}});
     begin = slash + 1;
+  }
+}
+
+void markChildSteps(std::vector<Step>& steps) {
+  for (size_t i = 0; i + 1 < steps.size(); ++i) {
+    StepKind next = steps[i + 1].kind;
+    steps[i].wantsChildren = next == StepKind::kChildren || next == StepKind::kName;
   }
 }
 
@@ -71,6 +127,166 @@ bool sameName(const char* a, const char* b, bool caseSensitive) {
     if (x != y) return false;
     if (x == 0) return true;
   }
+}
+
+// Reads the tree through the virtual methods of the database, so that a
+// derived class's overrides take part in the search.
+class VirtualReader {
+ public:
+  VirtualReader(const Qmdb& db, bool caseSensitive) : db_(db), caseSensitive_(caseSensitive) {}
+  long first(long h) { return db_.first(h); }
+  long nextSibling(long h) { return db_.next(h, QmdbSiblings); }
+  long nextTree(long position) { return db_.next(position, QmdbTree); }
+  long parent(long h) { return db_.parent(h); }
+  // An override of first may give children to any object.
+  bool mayHaveChildren(long) { return true; }
+  bool named(long h, Step& step) {
+    // getId's text may lie in a frame that the next call reuses: it is
+    // compared at once and not kept.
+    const char* id = db_.getId(h);
+    return id != nullptr && sameName(id, step.name.c_str(), caseSensitive_);
+  }
+
+ private:
+  const Qmdb& db_;
+  bool caseSensitive_;
+};
+
+// Reads the records of the store directly, giving what Qmdb's own first,
+// next, parent and getId give (the search hands it positive handles and, to
+// nextTree, positions). A failed store gives nothing, as the methods do.
+class DirectReader {
+ public:
+  DirectReader(store::Store& s, bool caseSensitive) : s_(s), caseSensitive_(caseSensitive) {}
+
+  long first(long h) {
+    if (s_.failed) return 0;
+    if (h == objects::kRoot) return nodeRecord::firstChild(s_, objects::kRootRecord);
+    const object::Fields& f = fieldsOf(h);
+    return f.kind == QmdbNode ? nodeRecord::firstChild(s_, f.body) : 0;
+  }
+  long nextSibling(long h) {
+    if (s_.failed || h == objects::kRoot) return 0;
+    return fieldsOf(h).next;
+  }
+  long nextTree(long position) {
+    if (s_.failed) return 0;
+    if (position == objects::kRoot) return nodeRecord::firstChild(s_, objects::kRootRecord);
+    return objects::treeStepFrom(s_, 0, position, true, fieldsOf(objects::handleOf(position)));
+  }
+  long parent(long h) {
+    if (s_.failed || h == objects::kRoot) return 0;
+    return objects::parentOf(s_, h);
+  }
+  // Only nodes have children: the others need not be offered to a child step.
+  bool mayHaveChildren(long h) { return h == objects::kRoot || fieldsOf(h).kind == QmdbNode; }
+  bool named(long h, Step& step) {
+    if (s_.failed || h == objects::kRoot) return false;
+    const object::Fields& f = fieldsOf(h);
+    if ((f.kind != QmdbNode && f.kind != QmdbEntity && f.kind != QmdbPi) || f.body == 0) {
+      return false;
+    }
+    long text = objects::body::name(s_, f.body);
+    if (text == 0) return false;
+    NameMemo::Answer known = step.memo.find(text);
+    if (known != NameMemo::kUnknown) return known == NameMemo::kMatch;
+    const char* id = store::readHeapString(s_, text);
+    bool match = id != nullptr && sameName(id, step.name.c_str(), caseSensitive_);
+    step.memo.put(text, match);
+    return match;
+  }
+
+ private:
+  // The record of object `h`, read once for the several questions asked of it
+  // in a row (its kind, name, next sibling, tree step). Nothing changes the
+  // heap during a search, so a record read stays true.
+  const object::Fields& fieldsOf(long h) {
+    if (h != cachedHandle_) {
+      cached_ = object::fields(s_, h);
+      cachedHandle_ = h;
+    }
+    return cached_;
+  }
+
+  object::Fields cached_;
+  long cachedHandle_ = 0;
+  store::Store& s_;
+  bool caseSensitive_;
+};
+
+// The backtracking search over one reader; the number of objects found.
+template <class Reader>
+long search(Reader& reader, std::vector<Step>& steps, long* position, long* budgets, long start,
+            QmdbList* list, long stepLimit) {
+  const long last = static_cast<long>(steps.size()) - 1;
+  long found = 0;
+  long level = 0;
+  long current = start;
+  position[0] = 0;
+  while (level >= 0) {
+    Step& step = steps[static_cast<size_t>(level)];
+    long& budget = budgets[level];
+    const bool firstTry = position[level] == 0;
+    if (firstTry) budget = stepLimit;
+    long r = 0;
+    switch (step.kind) {
+      case StepKind::kSelf:
+        r = firstTry ? current : 0;
+        break;
+      case StepKind::kParent:
+        r = firstTry ? reader.parent(current) : 0;
+        break;
+      case StepKind::kChildren:
+        if (budget-- > 0) r = firstTry ? reader.first(current) : reader.nextSibling(current);
+        break;
+      case StepKind::kSubtree: {
+        // The context B itself, then every object below it in document order,
+        // ending at B's end position. Before a child step, objects that can
+        // have no children are passed over: the child step would find nothing.
+        const long b = level == 0 ? start : position[level - 1];
+        if (firstTry) {
+          r = current;
+          break;
+        }
+        if (budget-- > 0) r = current == b ? reader.first(current) : reader.nextTree(current);
+        while (r != 0 && r != -b &&
+               (r <= 0 || (step.wantsChildren && !reader.mayHaveChildren(r)))) {
+          if (budget-- <= 0) {
+            r = 0;
+            break;
+          }
+          r = reader.nextTree(r);
+        }
+        if (r <= 0) r = 0;
+        break;
+      }
+      case StepKind::kName:
+        if (budget-- > 0) r = firstTry ? reader.first(current) : reader.nextSibling(current);
+        while (r != 0 && !reader.named(r, step)) {
+          if (budget-- <= 0) {
+            r = 0;
+            break;
+          }
+          r = reader.nextSibling(r);
+        }
+        break;
+    }
+    position[level] = r;
+    current = r;
+    if (r == 0) {
+      --level;
+      if (level >= 0) current = position[level];
+    } else if (level == last) {
+      if (r != objects::kRoot) {  // the database root is never reported
+        if (list != nullptr) list->add(r);
+        ++found;
+      }
+    } else {
+      ++level;
+      position[level] = 0;
+    }
+  }
+  return found;
 }
 
 }  // namespace
@@ -95,78 +311,16 @@ long Qmdb::findPath(QmdbList* list, const char* path, long start, bool caseSensi
     return 0;
   }
 
+  markChildSteps(steps);
+
   // No sibling list or subtree of a sound heap is longer than this; on a
   // damaged heap a step gives up after it, so every search ends.
-  const long stepLimit = qmdb::objects::walkLimit(*s);
-  const long last = static_cast<long>(steps.size()) - 1;
-  long* position = positions.data();
-  long found = 0;
-  long level = 0;
-  long current = start;
-  while (level >= 0) {
-    const Step& step = steps[static_cast<size_t>(level)];
-    long& budget = budgets[static_cast<size_t>(level)];
-    const bool firstTry = position[level] == 0;
-    if (firstTry) budget = stepLimit;
-    long r = 0;
-    switch (step.kind) {
-      case StepKind::kSelf:
-        r = firstTry ? current : 0;
-        break;
-      case StepKind::kParent:
-        r = firstTry ? parent(current) : 0;
-        break;
-      case StepKind::kChildren:
-        if (budget-- > 0) r = firstTry ? first(current) : next(current, QmdbSiblings);
-        break;
-      case StepKind::kSubtree: {
-        // The context B itself, then every object below it in document order,
-        // ending at B's end position.
-        const long b = level == 0 ? start : position[level - 1];
-        if (firstTry) {
-          r = current;
-          break;
-        }
-        if (budget-- > 0) r = current == b ? first(current) : next(current, QmdbTree);
-        while (r != 0 && r != -b && r <= 0) {
-          if (budget-- <= 0) {
-            r = 0;
-            break;
-          }
-          r = next(r, QmdbTree);
-        }
-        if (r <= 0) r = 0;
-        break;
-      }
-      case StepKind::kName:
-        if (budget-- > 0) r = firstTry ? first(current) : next(current, QmdbSiblings);
-        while (r != 0) {
-          // getId's text may lie in a frame that the next call reuses: it is
-          // compared at once and not kept.
-          const char* id = getId(r);
-          if (id != nullptr && sameName(id, step.name.c_str(), caseSensitive)) break;
-          if (budget-- <= 0) {
-            r = 0;
-            break;
-          }
-          r = next(r, QmdbSiblings);
-        }
-        break;
-    }
-    position[level] = r;
-    current = r;
-    if (r == 0) {
-      --level;
-      if (level >= 0) current = position[level];
-    } else if (level == last) {
-      if (r != qmdb::objects::kRoot) {  // the database root is never reported
-        if (list != nullptr) list->add(r);
-        ++found;
-      }
-    } else {
-      ++level;
-      position[level] = 0;
-    }
+  const long stepLimit = objects::walkLimit(*s);
+  const QmCEncoding* coding = Internal::encoding(*this);
+  if (typeid(*this) == typeid(Qmdb) && (coding == nullptr || coding->IsTransparent())) {
+    DirectReader reader(*s, caseSensitive);
+    return search(reader, steps, positions.data(), budgets.data(), start, list, stepLimit);
   }
-  return found;
+  VirtualReader reader(*this, caseSensitive);
+  return search(reader, steps, positions.data(), budgets.data(), start, list, stepLimit);
 }

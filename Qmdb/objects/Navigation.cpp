@@ -15,19 +15,19 @@ long treeStep(store::Store& s, long limit, long position, bool forward) {
     if (limit == 0) return 0;
     return forward ? nodeRecord::firstChild(s, limit) : nodeRecord::lastChild(s, limit);
   }
-  long h = position < 0 ? -position : position;
-  if (position > 0 && object::kind(s, h) == QmdbNode) {
-    long own = object::body(s, h);
-    if (own != 0) {
-      long child = forward ? nodeRecord::firstChild(s, own) : nodeRecord::lastChild(s, own);
-      return child != 0 ? child : -position;
-    }
+  return treeStepFrom(s, limit, position, forward, object::fields(s, handleOf(position)));
+}
+
+long treeStepFrom(store::Store& s, long limit, long position, bool forward,
+                  const object::Fields& f) {
+  if (position > 0 && f.kind == QmdbNode && f.body != 0) {
+    long child = forward ? nodeRecord::firstChild(s, f.body) : nodeRecord::lastChild(s, f.body);
+    return child != 0 ? child : -position;
   }
-  long sibling = forward ? object::next(s, h) : object::previous(s, h);
+  long sibling = forward ? f.next : f.previous;
   if (sibling != 0) return sibling;
-  long list = object::parent(s, h);
-  if (list == limit || list == 0) return 0;
-  return -nodeRecord::owner(s, list);
+  if (f.parent == limit || f.parent == 0) return 0;
+  return -nodeRecord::owner(s, f.parent);
 }
 
 }  // namespace qmdb::objects

@@ -8,13 +8,16 @@
 #ifndef QMDB_OBJECTS_NAVIGATION_H
 #define QMDB_OBJECTS_NAVIGATION_H
 
+#include "Qmdb/objects/Records.h"
 #include "Qmdb/store/Store.h"
 
 namespace qmdb::objects {
 
 /// More steps than any walk over a sound heap of this size can take: every
 /// object takes at least 28 bytes and is met at most twice.
-inline long walkLimit(const store::Store& s) { return 2 * (s.heapTop / 28) + 16; }
+inline long walkLimit(const store::Store& s) {
+  return 2 * (s.heapTop / 28) + 16;
+}
 
 /// The owner of the node record whose child list holds `object` (0 for a
 /// top-level or detached object).
@@ -24,6 +27,11 @@ long parentOf(store::Store& s, long object);
 /// `position`, confined to the child list of node record `limit` (0: the
 /// whole tree). Position 0 starts the walk at the first (last) child of limit.
 long treeStep(store::Store& s, long limit, long position, bool forward);
+
+/// treeStep from a non-zero `position` whose object record the caller has
+/// read already (`record` holds the fields of the object it names).
+long treeStepFrom(store::Store& s, long limit, long position, bool forward,
+                  const object::Fields& record);
 
 }  // namespace qmdb::objects
 

@@ -106,6 +106,28 @@ inline bool init(Store& s, long o) {
 inline long bodyField(long o) {
   return o + kBody;
 }
+
+/// The tree fields of an object record, for readers that need several at once.
+struct Fields {
+  long previous = 0;
+  long next = 0;
+  long parent = 0;
+  long body = 0;
+  int kind = 0;
+};
+/// The fields of the object record at `o`, read through one pointer when the
+/// record lies wholly below the heap top within one page, else one by one (0
+/// for each field that is not there), so the values equal those of the single
+/// field readers above.
+[[gnu::noinline]] inline Fields fieldsOneByOne(Store& s, long o) {
+  return {previous(s, o), next(s, o), parent(s, o), body(s, o), kind(s, o)};
+}
+inline Fields fields(Store& s, long o) {
+  const uint8_t* p = fieldPointer(s, o, kKind + 1);
+  if (p == nullptr) return fieldsOneByOne(s, o);  // rare: kept out of line
+  return {store::decodeFixed32(p + kPrevious), store::decodeFixed32(p + kNext),
+          store::decodeFixed32(p + kParent), store::decodeFixed32(p + kBody), p[kKind]};
+}
 }  // namespace object
 
 // The three bodies begin alike, so names and attribute lists are read the same way:

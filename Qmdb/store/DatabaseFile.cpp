@@ -150,6 +150,7 @@ void configure(Store& store, long pages, long pageSize) {
     }
   } else {
     store.frameLimit = kDefaultFrameLimit;
+    store.adaptiveLimit = true;
   }
   store.heapTop = kHeaderSize;
   store.swapPages = 0;

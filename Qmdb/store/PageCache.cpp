@@ -177,6 +177,47 @@ Frame* newFrame(Store& store) {
   return frame;
 }
 
+// --- the adaptive frame limit ---
+//
+// A default cache starts at the default limit and doubles it whenever, since
+// the last raise, half as many pages as it holds were read back while their
+// eviction was still among the last frameLimit ones: the working set is larger
+// than the cache. A walk that reads each page once never raises it, so its
+// memory stays flat in the size of the heap.
+
+void noteEviction(Store& store, int32_t page) {
+  if (!store.adaptiveLimit || page < 0) return;
+  if (store.evicted.empty()) {
+    // A refused allocation ends adapting; the limit stays where it is.
+    try {
+      if (!allocationAllowed()) throw std::bad_alloc();
+      store.evicted.assign(static_cast<size_t>(adaptiveFrameBound(store.pageSize)), -1);
+    } catch (const std::bad_alloc&) {
+      store.adaptiveLimit = false;
+      return;
+    }
+  }
+  store.evicted[store.evictedNext] = page;
+  store.evictedNext = (store.evictedNext + 1) % store.evicted.size();
+}
+
+void noteReadBack(Store& store, int32_t page) {
+  if (!store.adaptiveLimit || store.evicted.empty()) return;
+  const int32_t bound = adaptiveFrameBound(store.pageSize);
+  if (store.frameLimit >= bound) return;
+  const size_t size = store.evicted.size();
+  size_t window = static_cast<size_t>(store.frameLimit);
+  if (window > size) window = size;
+  for (size_t i = 1; i <= window; ++i) {
+    if (store.evicted[(store.evictedNext + size - i) % size] != page) continue;
+    if (++store.rereads >= store.frameLimit / 2) {
+      store.frameLimit = store.frameLimit > bound / 2 ? bound : store.frameLimit * 2;
+      store.rereads = 0;
+    }
+    return;
+  }
+}
+
 void deleteFrame(Frame* frame) {
   free(frame->data);
   frame->~Frame();
@@ -235,6 +276,7 @@ uint8_t* resolveMiss(Store& store, long address) {
     return frame->data + offset;
   }
 
+  if (page < store.swapPages) noteReadBack(store, page);
   frame = nullptr;
   if (store.frameLimit == 0 || store.frameCount < store.frameLimit) {
     frame = newFrame(store);
@@ -248,6 +290,7 @@ uint8_t* resolveMiss(Store& store, long address) {
     }
     if (frame == nullptr) {
       store.frameLimit = store.frameCount;  // the cache stops growing from now on
+      store.adaptiveLimit = false;
     } else {
       linkAtHead(store, frame);
     }
@@ -257,6 +300,7 @@ uint8_t* resolveMiss(Store& store, long address) {
     if (frame == nullptr) return nullptr;
     unlinkFrame(store, frame);
     linkAtHead(store, frame);
+    noteEviction(store, frame->page);
     if (frame->dirty && frame->page >= 0 &&
         store.heapTop > static_cast<long>(frame->page) * store.pageSize) {
       if (!writePage(store, frame, kMsgCannotOpenOutput)) return nullptr;

@@ -85,13 +85,17 @@ bool ensureSwapFile(Store& store, int messageNumber);
 /// top and within one page; null otherwise. Nothing read from the heap is
 /// followed without passing through here.
 inline uint8_t* fieldPointer(Store& store, long address, long width) {
-  if (address < 0 || address > store.heapTop - width) return nullptr;
   Frame* head = store.head;
   if (head != nullptr) {
+    // A negative address or one off the head's page wraps to a large offset.
     unsigned long offset =
         static_cast<unsigned long>(address) - static_cast<unsigned long>(head->base);
-    if (offset <= static_cast<unsigned long>(store.pageSize - width)) return head->data + offset;
+    if (offset <= static_cast<unsigned long>(store.pageSize - width) &&
+        address <= store.heapTop - width) {
+      return head->data + offset;
+    }
   }
+  if (address < 0 || address > store.heapTop - width) return nullptr;
   if (address % store.pageSize > store.pageSize - width) return nullptr;  // straddles a page
   return resolveMiss(store, address);
 }

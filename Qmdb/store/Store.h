@@ -36,6 +36,16 @@ constexpr int32_t kEmptyHeapTop = kHeaderSize + kRootRecordSize;
 /// Page size and frame limit when neither argument nor environment says.
 constexpr int32_t kDefaultPageSize = 262144;
 constexpr int32_t kDefaultFrameLimit = 8;
+/// The most bytes of frames an adaptive frame limit may reach: enough for the
+/// working set of a large index, small enough to keep a process lean.
+constexpr int64_t kAdaptiveCacheBytes = 16L << 20;
+
+/// The highest adaptive frame limit for pages of `pageSize` bytes (never below
+/// the default limit).
+inline int32_t adaptiveFrameBound(int32_t pageSize) {
+  int64_t frames = pageSize > 0 ? kAdaptiveCacheBytes / pageSize : 0;
+  return frames > kDefaultFrameLimit ? static_cast<int32_t>(frames) : kDefaultFrameLimit;
+}
 /// The smallest page size accepted: page 0 must hold the header and root record.
 constexpr int32_t kMinimumPageSize = kEmptyHeapTop;
 /// The heap may not grow past this address: every address fits in 31 bits.
@@ -98,6 +108,13 @@ struct Store {
   int32_t swapPages = 0;          ///< pages the swap file holds
   int32_t pageSize = kDefaultPageSize;
   int32_t frameLimit = kDefaultFrameLimit;  ///< 0: no limit
+  /// Set when neither the caller nor QMPAGES chose the frame limit: the cache
+  /// then raises its own limit while pages come back soon after eviction
+  /// (PageCache.cpp), up to adaptiveFrameBound(). A chosen limit is kept exactly.
+  bool adaptiveLimit = false;
+  std::vector<int32_t> evicted;  ///< the pages evicted last, a ring (adaptive limit only)
+  size_t evictedNext = 0;        ///< where the ring's next eviction goes
+  int32_t rereads = 0;           ///< pages read back soon after eviction, since the last raise
   int32_t heapTop = kHeaderSize;
   int32_t firstIndex = 0;
 

@@ -1,15 +1,21 @@
 // Path search: every kind of step, backtracking order, case, counting
 // without a list, and refusals, also with a one-frame cache of tiny pages in
 // which every navigation call may evict the frame that getId's text lies in.
+// Qmdb itself reads records directly, a derived class through its virtual
+// methods: both must give the same lists, and overrides must take part.
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstring>
 #include <string>
+#include <vector>
 
 #include "Qmdb/Qmdb"
 #include "support/TestSupport.h"
 
 namespace {
 
+using qmdb::test::readFile;
 using qmdb::test::ScopedEnv;
 using qmdb::test::TempDir;
 
@@ -91,6 +97,121 @@ TEST_P(PathSearchTest, StepsLeadWhereTheySay) {
   EXPECT_EQ(list.last(), accented);
   EXPECT_EQ(db.findPath(&list, "A/\xc9t\xe9", 1, true), 1);
   EXPECT_EQ(db.findPath(&list, "A/\xe9t\xe9", 1, false), 0);  // only A to Z fold
+}
+
+// Derives from Qmdb and overrides nothing, so it searches through the virtual methods.
+class PlainDb : public Qmdb {
+ public:
+  using Qmdb::Qmdb;
+};
+
+// Builds the same irregular document, with repeated and case-varied names,
+// strings, pis, entities and empty nodes, into any database.
+void buildMixed(Qmdb& db) {
+  static const char* const names[] = {"item", "Item", "name", "a", "", "ITEM", "b"};
+  uint32_t seed = 12345;
+  auto random = [&seed](uint32_t n) {
+    seed = seed * 1103515245u + 12345u;
+    return (seed >> 16) % n;
+  };
+  std::vector<long> open{1};
+  for (int i = 0; i < 1500; ++i) {
+    long parent = open[random(static_cast<uint32_t>(open.size()))];
+    switch (random(6)) {
+      case 0:
+        db.addString(parent, "text");
+        break;
+      case 1:
+        db.addPi(parent, random(2) == 0 ? "item" : "name", "data");
+        break;
+      case 2:
+        db.addEntity(parent, random(2) == 0 ? "name" : "amp", "&", static_cast<QmdbEntityType>(1));
+        break;
+      default: {
+        long n = db.addNode(parent, random(9) == 0 ? nullptr : names[random(7)]);
+        if (open.size() < 40) open.push_back(n);
+      }
+    }
+  }
+}
+
+// The handles a search finds, in order, and their number.
+std::vector<long> found(const Qmdb& db, const char* path, long start, bool caseSensitive) {
+  QmdbList list;
+  long n = db.findPath(&list, path, start, caseSensitive);
+  std::vector<long> out;
+  for (long h = list.first(); h != 0; h = list.next()) out.push_back(h);
+  EXPECT_EQ(n, static_cast<long>(out.size())) << path;
+  return out;
+}
+
+TEST(PathSearchReaders, DirectAndVirtualSearchesAgree) {
+  TempDir tmp;
+  ScopedEnv tmpdir("TMPDIR", tmp.path().c_str());
+  const std::string direct = tmp.file("direct.qmb");
+  const std::string virtualName = tmp.file("virtual.qmb");
+  const char* const paths[] = {".../item/name",  ".../item",    "...",         ".../*",
+                               "*/.../name",     ".../name/..", "item/*/item", ".../",
+                               ".../ITEM/.../b", "*/*/*",       ".../a/...",   ".../amp",
+                               "../item"};
+  // Tiny pages and two frames: records and names are read back from the file.
+  for (long pageSize : {256L, 4096L}) {
+    {
+      Qmdb a(direct.c_str(), QmdbFileWrite, 2, pageSize);
+      PlainDb b(virtualName.c_str(), QmdbFileWrite, 2, pageSize);
+      buildMixed(a);
+      buildMixed(b);
+      ASSERT_TRUE(a.isValid() && b.isValid());
+    }
+    EXPECT_EQ(readFile(direct), readFile(virtualName)) << pageSize;
+    Qmdb a(direct.c_str(), QmdbFileRead, 2, 0);
+    PlainDb b(virtualName.c_str(), QmdbFileRead, 2, 0);
+    size_t total = 0;
+    for (const char* path : paths) {
+      for (long start : {1L, a.first(1), a.next(a.first(1), QmdbTree)}) {
+        for (bool caseSensitive : {true, false}) {
+          std::vector<long> x = found(a, path, start, caseSensitive);
+          EXPECT_EQ(x, found(b, path, start, caseSensitive)) << path << " from " << start;
+          total += x.size();
+        }
+      }
+    }
+    EXPECT_EQ(found(a, "...", 1, true).size(), 1500u);
+    EXPECT_GT(found(a, ".../item/name", 1, true).size(), 10u);
+    EXPECT_GT(found(a, ".../item/name", 1, false).size(),
+              found(a, ".../item/name", 1, true).size());
+    EXPECT_GT(total, 10000u);
+  }
+}
+
+// Overriding getId or first changes what a search finds.
+class RenamingDb : public Qmdb {
+ public:
+  char* getId(long object) const override {
+    char* id = Qmdb::getId(object);
+    return id != nullptr && strcmp(id, "old") == 0 ? const_cast<char*>("new") : id;
+  }
+};
+
+class ChildlessDb : public Qmdb {
+ public:
+  long first(long object) const override { return object == 1 ? Qmdb::first(object) : 0; }
+};
+
+TEST(PathSearchReaders, OverridesTakePart) {
+  RenamingDb renaming;
+  long top = renaming.addNode(1, "top");
+  renaming.addNode(top, "old");
+  renaming.addNode(top, "new");
+  EXPECT_EQ(renaming.findPath(nullptr, "top/new", 1, true), 2);
+  EXPECT_EQ(renaming.findPath(nullptr, ".../old", 1, true), 0);
+
+  ChildlessDb childless;
+  top = childless.addNode(1, "top");
+  childless.addNode(top, "below");
+  EXPECT_EQ(childless.findPath(nullptr, "top/below", 1, true), 0);
+  EXPECT_EQ(childless.findPath(nullptr, "*/*", 1, true), 0);
+  EXPECT_EQ(childless.findPath(nullptr, "top", 1, true), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Caches, PathSearchTest,

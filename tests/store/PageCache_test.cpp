@@ -136,6 +136,78 @@ TEST_F(PageCacheTest, EvictsLeastRecentlyUsedAndReadsBackThroughTemporaryFile) {
   EXPECT_TRUE(tmp.list().empty());
 }
 
+// Fills `pages` whole pages after the first, one word each; their addresses.
+std::vector<long> fillPages(Store& s, int pages) {
+  std::vector<long> addresses;
+  for (int i = 0; i < pages; ++i) {
+    long a = reserve(s, s.pageSize);
+    EXPECT_NE(a, 0);
+    s.heapTop = static_cast<int32_t>(a + s.pageSize);
+    EXPECT_TRUE(put32(s, a, static_cast<int32_t>(a / s.pageSize)));
+    addresses.push_back(a);
+  }
+  return addresses;
+}
+
+// Reads the pages in turn, `rounds` times, checking what each holds.
+void cycle(Store& s, const std::vector<long>& pages, size_t count, int rounds) {
+  for (int r = 0; r < rounds; ++r) {
+    for (size_t i = 0; i < count; ++i) ASSERT_EQ(get32(s, pages[i]), pages[i] / s.pageSize);
+  }
+}
+
+TEST_F(PageCacheTest, DefaultLimitGrowsOnlyWhenPagesComeBackSoonAfterEviction) {
+  {
+    // Written once and read through in order: no page comes back soon, the limit stays.
+    Store s;
+    configure(s, 0, 1024);
+    EXPECT_EQ(s.frameLimit, 8);
+    s.heapTop = 60;
+    auto pages = fillPages(s, 40);
+    cycle(s, pages, pages.size(), 2);
+    EXPECT_EQ(s.frameLimit, 8);
+    EXPECT_EQ(s.frameCount, 8);
+    // Twelve pages in turn: each comes back four evictions after it left. The
+    // limit doubles once, and then they all fit.
+    cycle(s, pages, 12, 3);
+    EXPECT_EQ(s.frameLimit, 16);
+    cycle(s, pages, 12, 3);
+    EXPECT_EQ(s.frameLimit, 16);
+    EXPECT_EQ(s.frameCount, 12);
+    close(s);
+  }
+  {
+    // Random reads of 40 pages keep bringing back pages evicted a little
+    // earlier; the growth stops at 16 MiB of frames: 32 frames of 512 KiB.
+    Store s;
+    configure(s, 0, 512 * 1024);
+    s.heapTop = 60;
+    auto pages = fillPages(s, 40);
+    uint32_t seed = 1;
+    for (int i = 0; i < 2000; ++i) {
+      seed = seed * 1103515245u + 12345u;
+      long a = pages[(seed >> 16) % pages.size()];
+      ASSERT_EQ(get32(s, a), a / s.pageSize);
+    }
+    EXPECT_EQ(adaptiveFrameBound(512 * 1024), 32);
+    EXPECT_EQ(s.frameLimit, 32);
+    EXPECT_EQ(s.frameCount, 32);
+    close(s);
+  }
+  // A limit the caller or QMPAGES chose is kept exactly.
+  for (bool fromEnvironment : {false, true}) {
+    ScopedEnv limit("QMPAGES", fromEnvironment ? "8" : nullptr);
+    Store s;
+    configure(s, fromEnvironment ? 0 : 8, 1024);
+    s.heapTop = 60;
+    auto pages = fillPages(s, 40);
+    cycle(s, pages, 12, 6);
+    EXPECT_EQ(s.frameLimit, 8);
+    EXPECT_EQ(s.frameCount, 8);
+    close(s);
+  }
+}
+
 TEST_F(PageCacheTest, FrameLimitOneStillReadsEverythingBack) {
   Store s;
   configure(s, 1, 1024);
