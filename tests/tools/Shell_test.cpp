@@ -97,6 +97,40 @@ TEST(Shell, LooksAround) {
                          tool(guide.dir, "check guide.qmb").out);
 }
 
+TEST(Shell, EvaluatesXPath) {
+  GuideDir guide;
+  Outcome run = guide.script(
+      "xpath count(//species) + 1\n"
+      "xpath //species[@id='s2']/name; xpath //@id; xpath string(//name)\n"
+      "xpath //name[. = $n] --var n=Moth; xpath 1 div 0; xpath -0 = 0; xpath //a[\n"
+      "cd //species[ 2 ]; pwd; cd /guide/group[2]; pwd; cd //@id; cd //nothing\n"
+      "find //species; find ../group\n"
+      "rm //species[@id='s1']; rename kind /guide/*/species; tree /\n"
+      "quit\nn\n");
+  EXPECT_EQ(run.out,
+            "3\n"
+            "424\tnode\tname\tBeetle\n"
+            "192\tattribute\tid\ts1\n"
+            "356\tattribute\tid\ts2\n"
+            "Moth\n"
+            "272\tnode\tname\tMoth\n"
+            "Infinity\n"
+            "true\n"
+            "/guide[1]/group[1]/species[2]\n"
+            "/guide[1]/group[2]\n"
+            "112\tnode\tgroup\tMothBeetle\n"
+            "500\tnode\tgroup\t\n"
+            "guide\n  group n=\"1\"\n    kind id=\"s2\"\n      name\n        \"Beetle\"\n"
+            "  group n=\"2\"\n"
+            "Save the edits to guide.qmb? (y)es, (n)o, (c)ancel: n\n");
+  EXPECT_EQ(run.err,
+            "xpath: expected an expression at the end at offset 4\n"
+            "cd: //@id finds an attribute\n"
+            "cd: //nothing finds nothing\n"
+            "find: nothing found; //species looks like XPath, which 'xpath' evaluates\n");
+  EXPECT_EQ(run.status, 1);
+}
+
 TEST(Shell, EditsAndSaves) {
   GuideDir guide;
   Outcome run = guide.script(

@@ -1,9 +1,12 @@
 // The shell's commands and the one way they name objects. A target is "#H"
-// (the object with handle H) or "#H/PATH" (a path from it), a path of the library's language from
-// the current node ("name", "*", ".", "..", "...": "species/name", "..", or
-// ".../name"), or "/" for the root. Looking commands take the current node
-// when no target is given; editing commands change every object a target
-// finds unless they need exactly one.
+// (the object with handle H) or "#H/PATH" (a path from it); XPath evaluated
+// from the current node when it looks like XPath (it begins with '/' or holds
+// "//", '[' or '@'); or else a path of the library's language from the
+// current node ("species/name", "..", ".../name"). Looking commands take the
+// current node when no target is given; editing commands change every object
+// a target finds unless they need exactly one.
+#include <Qmdb/QmdbXPath>
+
 #include "Shell.h"
 #include "Tool.h"
 
@@ -28,8 +31,19 @@ size_t handleLength(const std::string& target) {
 // Every object that `target` names, in order; false (reported) when it names nothing.
 bool resolve(Shell& shell, Qmdb& db, const std::string& target, std::vector<long>& found) {
   found.clear();
-  if (target == "/") {
-    found.push_back(1);
+  if (looksLikeXPath(target) && handleLength(target) == 0) {
+    QmdbXPath::Result result =
+        QmdbXPath::forEach(db, target, shell.current(), {}, [&](const QmdbXPath::Node& node) {
+          found.push_back(node.attribute == 0 ? node.object : 0);
+          return node.attribute == 0;
+        });
+    if (!result) {
+      return shell.fail(target + ": " + result.message +
+                        (result.offset >= 0 ? " at offset " + std::to_string(result.offset) : ""));
+    }
+    if (result.value.kind != QmdbXPath::Value::NodeSet)
+      return shell.fail(target + " is no node-set");
+    if (!found.empty() && found.back() == 0) return shell.fail(target + " finds an attribute");
   } else {
     long start = shell.current();
     size_t skip = handleLength(target);
@@ -124,13 +138,14 @@ bool runCd(Shell& shell, const Words& args) {
   Qmdb* db = shell.database();
   long target = 1;
   if (db == nullptr) return false;
-  if (args.size() > 1) return shell.fail("expects one target");
-  if (!args.empty() && args[0] == "..") {  // a top-level node's parent is the root
+  std::string where;  // the words joined, so that XPath with blanks need not be quoted
+  for (const std::string& word : args) where += (where.empty() ? "" : " ") + word;
+  if (where == "..") {  // a top-level node's parent is the root
     target = db->parent(shell.current()) != 0 ? db->parent(shell.current()) : 1;
-  } else if (!args.empty() && !resolveOne(shell, *db, args[0], target)) {
+  } else if (!where.empty() && !resolveOne(shell, *db, where, target)) {
     return false;
   }
-  if (!isNodeOrRoot(*db, target)) return shell.fail(args[0] + " is not a node");
+  if (!isNodeOrRoot(*db, target)) return shell.fail(where + " is not a node");
   shell.setCurrent(target);
   return true;
 }
@@ -163,9 +178,36 @@ bool runFind(Shell& shell, const Words& args) {
   Qmdb* db = shell.database();
   if (db == nullptr || !parse(shell, args, 1, 1, parsed, {"-i"})) return false;
   QmdbList found;
-  db->findPath(&found, parsed.positional[0].c_str(), shell.current(), !parsed.has("-i"));
+  const std::string& path = parsed.positional[0];
+  db->findPath(&found, path.c_str(), shell.current(), !parsed.has("-i"));
   printObjects(*db, found, shell.out());
+  if (found.length() == 0 && looksLikeXPath(path)) {
+    shell.fail("nothing found; " + path + " looks like XPath, which 'xpath' evaluates");
+  }
   return true;
+}
+
+// The words of an expression are joined again, so that it need not be quoted
+// as a whole: xpath count(//a) + 1.
+bool runXPath(Shell& shell, const Words& args) {
+  Qmdb* db = shell.database();
+  if (db == nullptr) return false;
+  std::string expression;
+  std::map<std::string, std::string> variables;
+  for (size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "--var") {
+      size_t equals = i + 1 < args.size() ? args[i + 1].find('=') : std::string::npos;
+      if (equals == std::string::npos || equals == 0) return shell.fail("--var takes NAME=VALUE");
+      variables[args[i + 1].substr(0, equals)] = args[i + 1].substr(equals + 1);
+      ++i;
+    } else {
+      expression += (expression.empty() ? "" : " ") + args[i];
+    }
+  }
+  if (expression.empty()) return shell.fail("expects an expression");
+  std::string error;
+  return printXPath(*db, expression, shell.current(), variables, shell.out(), error) ||
+         shell.fail(error);
 }
 
 bool runAttrs(Shell& shell, const Words& args) {
@@ -508,7 +550,7 @@ const ShellCommand kShellCommands[] = {
      "one a line like find: handle, kind, name and a short text. Strings of\n"
      "whitespace alone are left out unless --whitespace.",
      false},
-    {"cd", runCd, "cd [TARGET]",
+    {"cd", runCd, "cd [TARGET|XPATH]",
      "Makes the node TARGET finds the current node; the root without TARGET.", false},
     {"pwd", runPwd, "pwd", "Prints the path of the current node, as /name[position]/...", false},
     {"tree", runTree, "tree [TARGET] [--whitespace]",
@@ -516,6 +558,12 @@ const ShellCommand kShellCommands[] = {
     {"find", runFind, "find PATH [-i]",
      "Prints, like ls, every object that PATH leads to from the current node\n"
      "(-i: names compared ignoring ASCII case).",
+     false},
+    {"xpath", runXPath, "xpath EXPR [--var NAME=VALUE]...",
+     "Evaluates the XPath 1.0 expression EXPR with the current node as the\n"
+     "context node and $NAME bound to the string VALUE. A node-set is printed\n"
+     "like find, an attribute node as OWNER, \"attribute\", name and value;\n"
+     "a number, string or boolean as its value.",
      false},
     {"attrs", runAttrs, "attrs [TARGET]", "Prints the attributes, one a line: name=\"value\".",
      false},
@@ -580,10 +628,11 @@ bool runHelp(Shell& shell, const Words& args) {
     }
   }
   if (!args.empty()) return shell.fail("no command '" + args[0] + "'");
-  shell.out() << "\nA TARGET is #HANDLE, #HANDLE/PATH, or a PATH from the current node:\n"
-                 "names, *, ., .. and ... separated by '/' (a leading '/' starts at the\n"
-                 "root). Several commands on a line are separated by ';'. Edits stay\n"
-                 "unsaved until 'save'. 'COMMAND --help' explains a command.\n";
+  shell.out() << "\nA TARGET is #HANDLE, #HANDLE/PATH, XPath (when it begins with '/' or\n"
+                 "holds //, [ or @), or a PATH of names, *, ., .. and ... separated by\n"
+                 "'/'; XPath and paths start at the current node. Several commands on a\n"
+                 "line are separated by ';'. Edits stay unsaved until 'save'. 'COMMAND\n"
+                 "--help' explains a command.\n";
   return true;
 }
 

@@ -81,6 +81,18 @@ std::string textContent(Qmdb& db, long object, size_t limit);
 /// One line on an object, tab-separated: handle, kind, name (gid, entity name
 /// or pi target; "-" for none) and a short text.
 std::string describeObject(Qmdb& db, long object);
+/// True when `path` looks like XPath rather than the library's path language:
+/// it begins with '/' or holds "//", '[' or '@'.
+bool looksLikeXPath(const std::string& path);
+/// Writes the node-set (one describeObject line per node; an attribute node
+/// as "OWNER\tattribute\tNAME\tVALUE") or the value (a number as XPath
+/// writes it, true or false, or the string) that `expression` gives from
+/// `context`. The nodes are written as they are found, never all held at
+/// once. False with `error` set ("MESSAGE at offset N") when it cannot be
+/// evaluated.
+bool printXPath(Qmdb& db, const std::string& expression, long context,
+                const std::map<std::string, std::string>& variables, std::ostream& out,
+                std::string& error);
 /// Writes describeObject's line for each object of `objects`, in list order.
 void printObjects(Qmdb& db, QmdbList& objects, std::ostream& out);
 /// Writes the indented outline of `top` (1: the whole document), leaving out
