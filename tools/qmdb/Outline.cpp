@@ -99,8 +99,16 @@ int findCommand(const Args& args) {
   if (!db) return kFailure;
 
   QmdbList found;
-  db->findPath(&found, parsed.positional[1].c_str(), 1, !parsed.has("-i"));
+  const std::string& path = parsed.positional[1];
+  db->findPath(&found, path.c_str(), 1, !parsed.has("-i"));
   printObjects(*db, found, std::cout);
+  if (found.length() == 0 && looksLikeXPath(path)) {
+    fprintf(stderr,
+            "qmdb find: nothing found; '%s' looks like XPath, which find does not read\n"
+            "(find takes names, *, ., .. and ... between slashes, from the root)\n"
+            "try: qmdb xpath %s '%s'\n",
+            path.c_str(), parsed.positional[0].c_str(), path.c_str());
+  }
   return kOk;
 }
 

@@ -15,6 +15,10 @@
 #include <string>
 #include <vector>
 
+namespace QmdbXPath {
+struct Node;
+}
+
 namespace qmdbtool {
 
 /// The arguments of a command, without the program and command names.
@@ -34,6 +38,7 @@ int importCommand(const Args& args);
 int exportCommand(const Args& args);
 int treeCommand(const Args& args);
 int findCommand(const Args& args);
+int xpathCommand(const Args& args);
 int indexCommand(const Args& args);
 int lookupCommand(const Args& args);
 int keysCommand(const Args& args);
@@ -84,12 +89,13 @@ std::string describeObject(Qmdb& db, long object);
 /// True when `path` looks like XPath rather than the library's path language:
 /// it begins with '/' or holds "//", '[' or '@'.
 bool looksLikeXPath(const std::string& path);
-/// Writes the node-set (one describeObject line per node; an attribute node
-/// as "OWNER\tattribute\tNAME\tVALUE") or the value (a number as XPath
-/// writes it, true or false, or the string) that `expression` gives from
-/// `context`. The nodes are written as they are found, never all held at
-/// once. False with `error` set ("MESSAGE at offset N") when it cannot be
-/// evaluated.
+/// One line on an XPath node, as describeObject's: handle, kind, name ("-"
+/// for none) and a short text; an attribute is shown by its owner's handle.
+std::string describeNode(Qmdb& db, const QmdbXPath::Node& node);
+/// Writes the node-set (a describeNode line per node) or the value (as
+/// XPath's string() converts it) that `expression` gives from `context`. The nodes are written as
+/// they are found, never all held at once. False with `error` set ("MESSAGE at offset N") when it
+/// cannot be evaluated.
 bool printXPath(Qmdb& db, const std::string& expression, long context,
                 const std::map<std::string, std::string>& variables, std::ostream& out,
                 std::string& error);

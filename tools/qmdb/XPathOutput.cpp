@@ -1,6 +1,6 @@
-// XPath results as the tool shows them: a node-set like find's lines, other
-// values as text. The node-set is written while the expression walks the
-// database, so its size does not matter.
+// XPath results as the shell shows them, and the test of whether a path is
+// XPath. The node-set is written while the expression walks the database, so
+// its size does not matter.
 #include <Qmdb/QmdbXPath>
 
 #include "Tool.h"
@@ -21,12 +21,7 @@ bool printXPath(Qmdb& db, const std::string& expression, long context,
   }
   QmdbXPath::Result result =
       QmdbXPath::forEach(db, expression, context, bound, [&](const QmdbXPath::Node& node) {
-        if (node.attribute == 0) {
-          out << describeObject(db, node.object) << '\n';
-        } else {
-          out << node.object << "\tattribute\t" << QmdbXPath::name(db, node) << '\t'
-              << shortText(QmdbXPath::stringValue(db, node)) << '\n';
-        }
+        out << describeNode(db, node) << '\n';
         return static_cast<bool>(out);
       });
   if (!result) {
@@ -34,19 +29,8 @@ bool printXPath(Qmdb& db, const std::string& expression, long context,
     if (result.offset >= 0) error += " at offset " + std::to_string(result.offset);
     return false;
   }
-  const QmdbXPath::Value& value = result.value;
-  switch (value.kind) {
-    case QmdbXPath::Value::NodeSet:
-      break;
-    case QmdbXPath::Value::Number:
-      out << QmdbXPath::numberToString(value.number) << '\n';
-      break;
-    case QmdbXPath::Value::Boolean:
-      out << (value.boolean ? "true" : "false") << '\n';
-      break;
-    case QmdbXPath::Value::String:
-      out << value.string << '\n';
-      break;
+  if (result.value.kind != QmdbXPath::Value::NodeSet) {
+    out << QmdbXPath::toString(db, result.value) << '\n';
   }
   return true;
 }
