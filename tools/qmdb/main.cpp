@@ -76,7 +76,26 @@ const Command kCommands[] = {
      "it), e.g. \"guide/group/species/name\" or \".../name\". Finding nothing\n"
      "prints nothing and is not an error (exit status 0).\n"
      "\n"
-     "  -i  compare names ignoring the case of ASCII letters"},
+     "  -i  compare names ignoring the case of ASCII letters\n"
+     "\n"
+     "When a PATH that looks like XPath (it begins with '/', or holds '//', '['\n"
+     "or '@') finds nothing, a note on stderr points to qmdb xpath."},
+    {"xpath", xpathCommand, "xpath DB.qmb EXPR [--var NAME=VALUE]... [--json]",
+     "Evaluates the XPath 1.0 expression EXPR with the document's root as the\n"
+     "context node. A node-set is printed a node per line in document order, as\n"
+     "find prints objects (handle, kind, name, short text; an attribute shows its\n"
+     "element's handle, the kind \"attribute\", its name and value); a number,\n"
+     "string or boolean is printed as its value. Comments are pis with the target\n"
+     "\"#comment\"; adjacent strings and entities are one text node.\n"
+     "An equality test on an attribute, as in //E[@A='v'], is answered from an\n"
+     "index named \"E/@A\" when there is one (qmdb index DB 'E/@A' '.../E' --key @A).\n"
+     "\n"
+     "  --var NAME=VALUE  binds $NAME to the string VALUE (repeatable)\n"
+     "  --json            one JSON object per node ({\"handle\", \"kind\", \"name\",\n"
+     "                    \"value\"}, plus \"attribute\" for attributes), or the\n"
+     "                    value as JSON\n"
+     "\n"
+     "A malformed expression is reported with a mark under the fault (exit 2)."},
     {"index", indexCommand, "index DB.qmb NAME PATH [--key @ATTR]",
      "Stores every object that PATH finds in the index NAME of DB.qmb, making the\n"
      "index when it does not exist yet: under the value of its attribute ATTR\n"
@@ -96,6 +115,26 @@ const Command kCommands[] = {
      "Prints the file size, page size and heap size of DB.qmb, the number of\n"
      "objects of each kind and of attributes in the document (objects that are\n"
      "not in the tree are not counted), and the indexes with their key counts."},
+    {"shell", shellCommand, "shell [DB.qmb] [-c COMMANDS] [--bail]",
+     "An interactive shell over DB.qmb (a new database when there is no such\n"
+     "file), with line editing and a history kept in ~/.qmdb_history (or\n"
+     "$QMDB_HISTORY). It keeps a current node, looks (ls, cd, pwd, tree, find,\n"
+     "xpath, attrs, stats, check, indexes, keys, lookup) and edits (set-attr,\n"
+     "rm-attr, set-text, rename, add-node, add-text, rm, mv, cp, index,\n"
+     "drop-index).\n"
+     "Edits go to a working copy beside the file (DB.qmb.shell-PID) until\n"
+     "'save'; quit asks before unsaved edits are lost. 'help' in the shell lists\n"
+     "the commands.\n"
+     "\n"
+     "Commands are read from standard input when it is not a terminal, one or\n"
+     "more a line separated by ';', or from -c. At the end of such input,\n"
+     "unsaved edits are discarded with a warning and exit status 1.\n"
+     "\n"
+     "  -c COMMANDS  run COMMANDS (separated by ';') instead of reading input\n"
+     "  --bail       stop at the first command that fails (exit status 1)\n"
+     "\n"
+     "Exit status: 0 when every command succeeded, 1 when one failed, 2 for\n"
+     "wrong arguments."},
     {"check", checkCommand, "check DB.qmb",
      "Verifies DB.qmb: its header, every object of the document tree and its\n"
      "links, the attribute lists, and that every index entry names a live object.\n"
