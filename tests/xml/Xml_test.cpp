@@ -5,16 +5,37 @@
 #include <Qmdb/QmdbXml>
 #include <Qmdb/qmdbxml.h>
 
-#include "support/TestSupport.h"
-
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 namespace {
 
-using qmdb::test::TempDir;
+// A fresh folder, removed with everything in it at the end.
+class TempDir {
+ public:
+  TempDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "qmdbxml-XXXXXX").string();
+    path_ = mkdtemp(&pattern[0]) != nullptr ? pattern : "";
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+  }
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+ private:
+  std::string path_;
+};
+
+void writeText(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
 
 const std::string kData = QMDBXML_TEST_DATA;
 
@@ -315,7 +336,7 @@ TEST_F(XmlTest, MalformedInputAndBadTextAreErrors) {
   result = QmdbXml::saveFile(made, path);
   EXPECT_EQ(result.message, path + ": object " + std::to_string(bad) +
                                 ": text is not valid UTF-8 (or not an XML character) at byte 3");
-  EXPECT_FALSE(qmdb::test::exists(path));
+  EXPECT_FALSE(std::filesystem::exists(path));
   made.setValue(bad, "bell\x07");
   result = QmdbXml::saveFile(made, path);
   EXPECT_NE(result.message.find("object " + std::to_string(bad) + ": holds a control character"),
@@ -395,12 +416,12 @@ TEST_F(XmlTest, LargeExternalEntitiesAreLoadedInPlace) {
   std::string text, markup;
   for (int i = 0; i < 100; ++i) text += "line " + std::to_string(100 + i) + " of text, long. ";
   for (int i = 0; i < 300; ++i) markup += "<p n=\"" + std::to_string(i) + "\">x</p>";
-  qmdb::test::writeFile(dir.file("text.ent"), std::vector<uint8_t>(text.begin(), text.end()));
-  qmdb::test::writeFile(dir.file("markup.ent"), std::vector<uint8_t>(markup.begin(), markup.end()));
+  writeText(dir.file("text.ent"), text);
+  writeText(dir.file("markup.ent"), markup);
   std::string doc =
       "<!DOCTYPE d [<!ENTITY t SYSTEM \"text.ent\"><!ENTITY m SYSTEM \"markup.ent\">]>"
       "<d><a>&t;</a><b>&m;</b></d>";
-  qmdb::test::writeFile(dir.file("large.xml"), std::vector<uint8_t>(doc.begin(), doc.end()));
+  writeText(dir.file("large.xml"), doc);
   Qmdb db(dir.file("large.qmb").c_str(), QmdbFileWrite, 0, 1024);
   QmdbXml::Result result = QmdbXml::loadFile(db, dir.file("large.xml"));
   ASSERT_TRUE(result.ok) << result.message;
