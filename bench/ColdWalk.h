@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -14,6 +15,10 @@ struct WalkReport {
   double seconds = 0;  ///< open (and parse) plus walk, measured in the child
   long peakRssKb = 0;  ///< the child's VmHWM (peak resident set)
 };
+
+/// Runs `self` with `args` in a fresh process and gives its standard output;
+/// throws when it cannot start or does not exit with 0.
+std::string runSelf(const std::string& self, const std::vector<std::string>& args);
 
 /// Spawns `self walk peer path` and parses its report; throws when the child fails.
 WalkReport runColdWalk(const std::string& self, const std::string& peer, const std::string& path);

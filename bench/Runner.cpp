@@ -16,6 +16,7 @@
 #include "Peer.h"
 #include "Random.h"
 #include "Report.h"
+#include "XPathBench.h"
 #include "XmlWriter.h"
 
 namespace bench {
@@ -183,11 +184,13 @@ int runBenchmarks(const RunOptions& o) {
            best.seconds, best.peakRssKb / 1024.0, best.checksum);
   }
 
+  bool xpathAgrees = runXPathWorkloads(o, xmlPath, saved[0]);
+
   long otherRss =
       o.results.empty() ? 0 : recordedQmdbRss(o.results, o.size == "large" ? "small" : "large");
   std::string section = renderSection(results, otherRss);
   printf("\n%s\n", section.c_str());
-  if (!check.problems().empty()) {
+  if (!check.problems().empty() || !xpathAgrees) {
     fprintf(stderr, "FAILED: %zu disagreement(s) between the peers; results not written\n",
             check.problems().size());
     return 1;
