@@ -1,10 +1,9 @@
 // The qmdb command-line tool, driven as a user drives it: arguments in, exit
 // status and output out, on documents and databases in a temporary directory.
 // Round trips are compared in canonical XML form (xmllint --c14n).
-#include "support/TestSupport.h"
+#include "tools/ToolRun.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cstdio>
 #include <string>
@@ -12,48 +11,6 @@
 
 namespace qmdb::test {
 namespace {
-
-struct Outcome {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-std::string quote(const std::string& text) {
-  std::string quoted = "'";
-  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
-std::string asText(const std::vector<uint8_t>& bytes) {
-  return std::string(bytes.begin(), bytes.end());
-}
-
-void writeText(const std::string& path, const std::string& text) {
-  writeFile(path, std::vector<uint8_t>(text.begin(), text.end()));
-}
-
-// Runs a shell command line in the directory; a sanitizer report gets an exit
-// status of its own.
-Outcome shell(const TempDir& dir, const std::string& command) {
-  std::string errFile = dir.file(".stderr");
-  std::string line = "cd " + quote(dir.path()) +
-                     " && export ASAN_OPTIONS=exitcode=86 UBSAN_OPTIONS=exitcode=87 && " + command +
-                     " 2>" + quote(errFile);
-  FILE* pipe = popen(line.c_str(), "r");
-  std::string out;
-  char buffer[4096];
-  for (size_t got; (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;) out.append(buffer, got);
-  int status = pclose(pipe);
-  Outcome run{WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), out, ""};
-  run.err = asText(readFile(errFile));
-  remove(errFile.c_str());
-  return run;
-}
-
-Outcome tool(const TempDir& dir, const std::string& args) {
-  return shell(dir, quote(QMDB_TOOL_PATH) + " " + args);
-}
 
 // The canonical form of an XML file, comments included.
 std::string canonical(const TempDir& dir, const std::string& file) {
