@@ -370,6 +370,18 @@ TEST(Shell, EditsLinesAndKeepsHistoryOnATerminal) {
     terminal.type("quit\r");
     EXPECT_EQ(terminal.wait(), 0) << terminal.shown();
   }
+  {
+    // Ctrl-C ends the session; the working copy of its edits goes with it.
+    Terminal terminal(guide.dir, quote(QMDB_TOOL_PATH) + " shell guide.qmb");
+    terminal.type("add-node x /\r");
+    ASSERT_TRUE(terminal.waitFor("guide.qmb*:/> ")) << terminal.shown();
+    EXPECT_NE(guide.others().find("guide.qmb.shell-"), std::string::npos);
+    usleep(300 * 1000);
+    terminal.type("\x03");
+    EXPECT_EQ(terminal.wait(), 128) << terminal.shown();
+  }
+  EXPECT_EQ(guide.others(), "history ");
+  EXPECT_EQ(guide.outline(), kGuideOutline);
 }
 
 }  // namespace

@@ -76,7 +76,7 @@ int Shell::run(LineSource& input, bool bail) {
   int status = kOk;
   while (!quitting_) {
     std::string line;
-    if (!input.read(prompt(), line, true)) {
+    if (!input.read(input.interactive() ? prompt() : "", line, true)) {
       if (input.interactive()) {
         out_ << '\n';
         if (!mayLeave()) continue;

@@ -113,25 +113,37 @@ std::string nameOf(long object) {
 
 // --- looking ---
 
-bool runLs(Shell& shell, const Words& args) {
+// The looking commands "COMMAND [TARGET] [FLAGS]": runs `look` on every
+// object the target names (the current node without one); false (reported)
+// when the arguments are wrong or `look` fails.
+using Look = bool (*)(Shell& shell, Qmdb& db, long target, const ParsedArgs& parsed);
+bool lookAtEach(Shell& shell, const Words& args, const std::set<std::string>& flags, Look look) {
   ParsedArgs parsed;
   Qmdb* db = shell.database();
   std::vector<long> targets;
-  if (db == nullptr || !parse(shell, args, 0, 1, parsed, {"--whitespace"}) ||
+  if (db == nullptr || !parse(shell, args, 0, 1, parsed, flags) ||
       !resolveOptional(shell, *db, parsed.positional, 0, targets)) {
     return false;
   }
   for (long target : targets) {
-    long limit = walkLimit(*db);
-    for (long child = db->first(target); child != 0 && limit-- > 0;
-         child = db->next(child, QmdbSiblings)) {
-      if (parsed.has("--whitespace") || db->objectType(child) != QmdbString ||
-          !isWhitespace(db->getValue(child))) {
-        shell.out() << describeObject(*db, child) << '\n';
-      }
-    }
+    if (!look(shell, *db, target, parsed)) return false;
   }
   return true;
+}
+
+bool runLs(Shell& shell, const Words& args) {
+  return lookAtEach(shell, args, {"--whitespace"},
+                    [](Shell& shell, Qmdb& db, long target, const ParsedArgs& parsed) {
+                      long limit = walkLimit(db);
+                      for (long child = db.first(target); child != 0 && limit-- > 0;
+                           child = db.next(child, QmdbSiblings)) {
+                        if (parsed.has("--whitespace") || db.objectType(child) != QmdbString ||
+                            !isWhitespace(db.getValue(child))) {
+                          shell.out() << describeObject(db, child) << '\n';
+                        }
+                      }
+                      return true;
+                    });
 }
 
 bool runCd(Shell& shell, const Words& args) {
@@ -158,19 +170,11 @@ bool runPwd(Shell& shell, const Words& args) {
 }
 
 bool runTree(Shell& shell, const Words& args) {
-  ParsedArgs parsed;
-  Qmdb* db = shell.database();
-  std::vector<long> targets;
-  if (db == nullptr || !parse(shell, args, 0, 1, parsed, {"--whitespace"}) ||
-      !resolveOptional(shell, *db, parsed.positional, 0, targets)) {
-    return false;
-  }
-  for (long target : targets) {
-    if (!printOutline(*db, target, parsed.has("--whitespace"), shell.out())) {
-      return shell.fail("the document tree is damaged (run 'check')");
-    }
-  }
-  return true;
+  return lookAtEach(shell, args, {"--whitespace"},
+                    [](Shell& shell, Qmdb& db, long target, const ParsedArgs& parsed) {
+                      return printOutline(db, target, parsed.has("--whitespace"), shell.out()) ||
+                             shell.fail("the document tree is damaged (run 'check')");
+                    });
 }
 
 bool runFind(Shell& shell, const Words& args) {
@@ -211,21 +215,14 @@ bool runXPath(Shell& shell, const Words& args) {
 }
 
 bool runAttrs(Shell& shell, const Words& args) {
-  ParsedArgs parsed;
-  Qmdb* db = shell.database();
-  std::vector<long> targets;
-  if (db == nullptr || !parse(shell, args, 0, 1, parsed) ||
-      !resolveOptional(shell, *db, parsed.positional, 0, targets)) {
-    return false;
-  }
-  for (long target : targets) {
-    long limit = db->getSize() / 16;
-    for (long a = db->attribute(target, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
-         a != 0 && limit-- > 0; a = db->nextAttribute(a)) {
-      shell.out() << copyText(db->attrName(a)) << "=\"" << copyText(db->attrValue(a)) << "\"\n";
+  return lookAtEach(shell, args, {}, [](Shell& shell, Qmdb& db, long target, const ParsedArgs&) {
+    long limit = db.getSize() / 16;
+    for (long a = db.attribute(target, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
+         a != 0 && limit-- > 0; a = db.nextAttribute(a)) {
+      shell.out() << copyText(db.attrName(a)) << "=\"" << copyText(db.attrValue(a)) << "\"\n";
     }
-  }
-  return true;
+    return true;
+  });
 }
 
 bool runStats(Shell& shell, const Words& args) {
@@ -284,98 +281,79 @@ bool runLookup(Shell& shell, const Words& args) {
 
 // --- editing ---
 
-// Runs `edit` on every object named by the optional target at `at`; false
-// (reported) when one of them is refused.
-template <typename Edit>
-bool editEach(Shell& shell, Qmdb& db, const std::vector<std::string>& positional, size_t at,
-              Edit edit) {
+// The edits "COMMAND VALUE... [TARGET]": parses `values` values and an
+// optional target, then runs `edit(db, target, values)` on every object the
+// target names; false (reported) when the arguments are wrong or an edit is
+// refused (edit gives the reason; "" when done).
+using Edit = std::string (*)(Qmdb& db, long target, const std::vector<std::string>& values);
+bool editEach(Shell& shell, const Words& args, size_t values, Edit edit) {
+  ParsedArgs parsed;
+  Qmdb& db = *shell.database();
   std::vector<long> targets;
-  if (!resolveOptional(shell, db, positional, at, targets)) return false;
+  if (!parse(shell, args, values, values + 1, parsed) ||
+      !resolveOptional(shell, db, parsed.positional, values, targets)) {
+    return false;
+  }
   for (long target : targets) {
-    std::string refusal = edit(target);
+    std::string refusal = edit(db, target, parsed.positional);
     if (!refusal.empty()) return shell.fail(nameOf(target) + ": " + refusal);
   }
   return true;
 }
 
 bool runSetAttr(Shell& shell, const Words& args) {
-  ParsedArgs parsed;
-  Qmdb& db = *shell.database();
-  if (!parse(shell, args, 2, 3, parsed)) return false;
-  const std::string& name = parsed.positional[0];
-  const std::string& value = parsed.positional[1];
-  return editEach(shell, db, parsed.positional, 2, [&](long target) -> std::string {
-    if (!isEditable(db, target)) return "has no attributes";
-    long a = db.attribute(target, name.c_str(), QmdbNoAttributeType, QmdbNoAttributeClass, true);
-    bool done = a != 0 ? db.setAttrValue(a, value.c_str()) != 0
-                       : db.addAttribute(target, name.c_str(), value.c_str(), kXmlAttributeType,
+  return editEach(shell, args, 2, [](Qmdb& db, long target, const std::vector<std::string>& v) {
+    if (!isEditable(db, target)) return std::string("has no attributes");
+    long a = db.attribute(target, v[0].c_str(), QmdbNoAttributeType, QmdbNoAttributeClass, true);
+    bool done = a != 0 ? db.setAttrValue(a, v[1].c_str()) != 0
+                       : db.addAttribute(target, v[0].c_str(), v[1].c_str(), kXmlAttributeType,
                                          kXmlAttributeClass) != 0;
-    return done ? "" : "cannot set the attribute " + name;
+    return done ? std::string() : "cannot set the attribute " + v[0];
   });
 }
 
 bool runRmAttr(Shell& shell, const Words& args) {
-  ParsedArgs parsed;
-  Qmdb& db = *shell.database();
-  if (!parse(shell, args, 1, 2, parsed)) return false;
-  const std::string& name = parsed.positional[0];
-  return editEach(shell, db, parsed.positional, 1, [&](long target) -> std::string {
-    long a = isEditable(db, target) ? db.attribute(target, name.c_str(), QmdbNoAttributeType,
+  return editEach(shell, args, 1, [](Qmdb& db, long target, const std::vector<std::string>& v) {
+    long a = isEditable(db, target) ? db.attribute(target, v[0].c_str(), QmdbNoAttributeType,
                                                    QmdbNoAttributeClass, true)
                                     : 0;
-    if (a == 0) return "has no attribute " + name;
-    return db.dropAttribute(target, a) ? "" : "cannot remove the attribute " + name;
+    if (a == 0) return "has no attribute " + v[0];
+    return db.dropAttribute(target, a) ? std::string() : "cannot remove the attribute " + v[0];
   });
 }
 
 bool runSetText(Shell& shell, const Words& args) {
-  ParsedArgs parsed;
-  Qmdb& db = *shell.database();
-  if (!parse(shell, args, 1, 2, parsed)) return false;
-  const std::string& text = parsed.positional[0];
-  return editEach(shell, db, parsed.positional, 1, [&](long target) -> std::string {
+  return editEach(shell, args, 1, [](Qmdb& db, long target, const std::vector<std::string>& v) {
     if (target == 1 || db.objectType(target) != QmdbNode) {
-      return db.setValue(target, text.c_str()) != 0 ? "" : "cannot set its text";
+      return std::string(db.setValue(target, v[0].c_str()) != 0 ? "" : "cannot set its text");
     }
     // A node's text replaces all of its content.
     for (long child = db.first(target); child != 0; child = db.first(target)) {
-      if (!db.dropTree(child)) return "cannot remove its content";
+      if (!db.dropTree(child)) return std::string("cannot remove its content");
     }
-    if (!text.empty() && db.addString(target, text.c_str()) == 0) return "cannot add the text";
-    return "";
+    bool added = v[0].empty() || db.addString(target, v[0].c_str()) != 0;
+    return std::string(added ? "" : "cannot add the text");
   });
 }
 
 bool runRename(Shell& shell, const Words& args) {
-  ParsedArgs parsed;
-  Qmdb& db = *shell.database();
-  if (!parse(shell, args, 1, 2, parsed)) return false;
-  const std::string& name = parsed.positional[0];
-  return editEach(shell, db, parsed.positional, 1, [&](long target) -> std::string {
-    if (!isEditable(db, target)) return "has no name";
-    return db.setGid(target, name.c_str()) != 0 ? "" : "cannot rename it";
+  return editEach(shell, args, 1, [](Qmdb& db, long target, const std::vector<std::string>& v) {
+    if (!isEditable(db, target)) return std::string("has no name");
+    return std::string(db.setGid(target, v[0].c_str()) != 0 ? "" : "cannot rename it");
   });
 }
 
 bool runAddNode(Shell& shell, const Words& args) {
-  ParsedArgs parsed;
-  Qmdb& db = *shell.database();
-  if (!parse(shell, args, 1, 2, parsed)) return false;
-  const std::string& name = parsed.positional[0];
-  return editEach(shell, db, parsed.positional, 1, [&](long target) -> std::string {
-    if (!isNodeOrRoot(db, target)) return "is not a node";
-    return db.addNode(target, name.c_str()) != 0 ? "" : "cannot add a node";
+  return editEach(shell, args, 1, [](Qmdb& db, long target, const std::vector<std::string>& v) {
+    if (!isNodeOrRoot(db, target)) return std::string("is not a node");
+    return std::string(db.addNode(target, v[0].c_str()) != 0 ? "" : "cannot add a node");
   });
 }
 
 bool runAddText(Shell& shell, const Words& args) {
-  ParsedArgs parsed;
-  Qmdb& db = *shell.database();
-  if (!parse(shell, args, 1, 2, parsed)) return false;
-  const std::string& text = parsed.positional[0];
-  return editEach(shell, db, parsed.positional, 1, [&](long target) -> std::string {
-    if (!isNodeOrRoot(db, target)) return "is not a node";
-    return db.addString(target, text.c_str()) != 0 ? "" : "cannot add the text";
+  return editEach(shell, args, 1, [](Qmdb& db, long target, const std::vector<std::string>& v) {
+    if (!isNodeOrRoot(db, target)) return std::string("is not a node");
+    return std::string(db.addString(target, v[0].c_str()) != 0 ? "" : "cannot add the text");
   });
 }
 

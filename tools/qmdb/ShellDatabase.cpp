@@ -3,7 +3,11 @@
 #include "ShellDatabase.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <unistd.h>
+
+#include <csignal>
+#include <cstring>
 
 #include <cstdio>
 #include <filesystem>
@@ -27,6 +31,26 @@ std::string describe(const Qmdb& db) {
   return text;
 }
 
+// The working file and its journal, for the signal handler: a session killed
+// by a signal removes them rather than leave them beside the user's file.
+char workFile[PATH_MAX + 16];
+char workJournal[PATH_MAX + 16];
+
+void noteWorkFile(const std::string& work) {
+  workFile[0] = workJournal[0] = '\0';
+  if (work.empty() || work.size() + sizeof "-journal" > sizeof workFile) return;
+  memcpy(workJournal, work.c_str(), work.size());
+  memcpy(workJournal + work.size(), "-journal", sizeof "-journal");
+  memcpy(workFile, work.c_str(), work.size() + 1);
+}
+
+void removeWorkAndDie(int signal) {
+  if (workFile[0] != '\0') unlink(workFile);
+  if (workJournal[0] != '\0') unlink(workJournal);
+  std::signal(signal, SIG_DFL);
+  raise(signal);
+}
+
 // Makes a rename in the directory of `file` durable.
 void syncDirectory(const std::string& file) {
   std::filesystem::path directory = std::filesystem::path(file).parent_path();
@@ -37,6 +61,10 @@ void syncDirectory(const std::string& file) {
 }
 
 }  // namespace
+
+void ShellDatabase::removeWorkOnSignals() {
+  for (int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, removeWorkAndDie);
+}
 
 ShellDatabase::~ShellDatabase() {
   close();
@@ -74,6 +102,7 @@ void ShellDatabase::discardWork() {
   std::remove(work_.c_str());
   std::remove((work_ + "-journal").c_str());
   work_.clear();
+  noteWorkFile(work_);
   unsaved_ = false;
 }
 
@@ -100,6 +129,7 @@ bool ShellDatabase::beginEdit(std::string& error) {
   }
   working_ = std::move(working);
   work_ = work;
+  noteWorkFile(work_);
   return true;
 }
 
@@ -123,6 +153,7 @@ bool ShellDatabase::save(std::string& error) {
   }
   syncDirectory(file_);
   work_.clear();
+  noteWorkFile(work_);
   unsaved_ = false;
   original_ = std::make_unique<Qmdb>(file_.c_str(), QmdbFileRead);
   if (!original_->isValid()) {

@@ -21,6 +21,9 @@ namespace qmdbtool {
 class ShellDatabase {
  public:
   ShellDatabase() = default;
+  /// Makes SIGINT, SIGTERM and SIGHUP remove the working file (whose edits
+  /// are lost) before they end the process.
+  static void removeWorkOnSignals();
   /// Discards unsaved edits.
   ~ShellDatabase();
   ShellDatabase(const ShellDatabase&) = delete;

@@ -14,6 +14,7 @@ int shellCommand(const Args& args) {
   ParsedArgs parsed = parseArgs(args, {"--bail"}, {"-c"});
   if (!parsed.error.empty()) return usageError("shell", parsed.error);
   if (parsed.positional.size() > 1) return usageError("shell", "expects at most one DB.qmb");
+  ShellDatabase::removeWorkOnSignals();
   Shell shell(std::cout, std::cerr);
   if (parsed.positional.size() == 1 && !shell.open(parsed.positional[0])) return kFailure;
   bool bail = parsed.has("--bail");
