@@ -54,6 +54,9 @@ bool withoutThrowing(store::Store& s, const char* what, Step step) noexcept {
       store::report(s, store::kFatalError, "MEMORYOVERFLOW", store::kMsgMemoryOverflow, what);
     }
     return false;
+  } catch (...) {
+    s.failed = true;  // nothing else is thrown below; should it be, it stops here too
+    return false;
   }
 }
 

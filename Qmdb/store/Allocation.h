@@ -5,6 +5,10 @@
 // that a test can make the n-th allocation fail and check that the engine
 // behaves as it must when memory runs out: the cache stops growing, a name is
 // not stored, a list is left unchanged, a search reports MEMORYOVERFLOW.
+// allocationAllowed() is the seam's one counter: a test program may route its
+// global operator new through it too (tests/sweep/FailingNew.cpp), so that
+// the growth of every std::string and container inside a library call is
+// numbered with the engine's own buffers and can fail in its turn.
 #ifndef QMDB_STORE_ALLOCATION_H
 #define QMDB_STORE_ALLOCATION_H
 

@@ -1,0 +1,193 @@
+"""Objects: building, reading, walking, attributes and edits."""
+
+import pytest
+
+import qmdb
+from conftest import document, render
+
+BOOK = ("book[id=b1](title('Notes'),chapter[id=c1](p('one')),"
+        "chapter[id=c2](p('two'),p('three')))")
+
+
+def test_build_save_and_reopen(tmp_path):
+    path = tmp_path / "book.qmb"
+    with qmdb.open(path, "w") as db:
+        top = db.root.append("doc")
+        top.attrs["lang"] = "en"
+        top.append("a").append_text("héllo ✓")
+        top.append_pi("style", "x=1")
+        top.append_entity("amp", "&")
+        top.append_text("tail")
+    with qmdb.open(path, "r") as db:
+        assert document(db) == "doc[lang=en](a('héllo ✓'),?style,&amp;,'tail')"
+        doc = db.find("doc")[0]
+        kinds = [type(o).__name__ for o in doc.children]
+        assert kinds == ["Node", "PI", "Entity", "Text"]
+        pi = list(doc.children)[1]
+        entity = list(doc.children)[2]
+        assert (pi.gid, pi.value) == ("style", "x=1")
+        assert (entity.gid, entity.value, entity.type, entity.notation) == ("amp", "&", 1, None)
+        assert doc.text == "héllo ✓&tail"
+        assert not db.updatable
+        with pytest.raises(qmdb.Error):
+            doc.append("refused")
+
+
+def test_walks_and_navigation(db, book):
+    assert render(book) == BOOK
+    walked = [o.gid or o.value for o in book]
+    assert walked == ["title", "Notes", "chapter", "p", "one", "chapter", "p", "two", "p",
+                      "three"]
+    assert [o.gid for o in book.children] == ["title", "chapter", "chapter"]
+    assert len(book) == 3 and book.count() == 10
+    assert list(db) == [book] + list(book)
+    title, c1, c2 = book.children
+    assert title.next == c1 and c2.previous == c1 and c2.next is None
+    assert c1.parent == book and book.parent == db.root and db.root.parent is None
+    assert list(title.children)[0].parent == title
+    text = list(title.children)[0]
+    assert list(text) == [] and list(text.children) == [] and text.text == "Notes"
+    assert book.text == "Notesonetwothree" and c2.text == "twothree"
+    assert [o.gid for o in c2] == ["p", None, "p", None]
+
+
+def test_attrs_mapping(db, book):
+    attrs = book.attrs
+    attrs["b"] = "2"
+    attrs["a"] = "1"
+    assert list(attrs) == ["id", "b", "a"] and len(attrs) == 3
+    assert attrs["a"] == "1" and attrs.get("zz") is None and "b" in attrs and "B" not in attrs
+    attrs["b"] = "two"
+    del attrs["id"]
+    assert dict(attrs) == {"b": "two", "a": "1"}
+    with pytest.raises(KeyError):
+        attrs["id"]
+    with pytest.raises(KeyError):
+        del attrs["id"]
+    attrs.update(c="3")
+    assert attrs.pop("a") == "1"
+    assert list(attrs.items()) == [("b", "two"), ("c", "3")]
+    pi = book.append_pi("t", "d")
+    pi.attrs["k"] = "v"
+    assert dict(pi.attrs) == {"k": "v"}
+
+
+def test_setting_texts(db, book):
+    title = list(book.children)[0]
+    text = list(title.children)[0]
+    title.gid = "heading"
+    text.value = "Other"
+    assert render(title) == "heading('Other')"
+    with pytest.raises(qmdb.Error):
+        text.value = None  # a text must have characters
+    with pytest.raises(TypeError):
+        text.value = 3
+
+
+def test_remove_drop_move(db, book):
+    title, c1, c2 = book.children
+    c1.remove()
+    assert not c1.attached and c1.parent is None and render(c1) == "chapter[id=c1](p('one'))"
+    assert [o.gid for o in book.children] == ["title", "chapter"]
+    moved = c1.move(after=c2)
+    assert moved == c1 and c1.attached
+    assert [o.attrs["id"] for o in book.find("chapter")] == ["c2", "c1"]
+    c1.move(book, first=True)
+    assert [o.gid for o in book.children] == ["chapter", "title", "chapter"]
+    title.move(c2)  # to the end of c2
+    assert render(c2) == "chapter[id=c2](p('two'),p('three'),title('Notes'))"
+    c2.remove(alone=True)  # its children take its place
+    assert [o.gid for o in book.children] == ["chapter", "p", "p", "title"]
+    with pytest.raises(qmdb.Error):
+        book.move(list(book.children)[1])  # into its own subtree
+    first = list(book.children)[0]
+    first.drop()
+    with pytest.raises(qmdb.NoObjectError):
+        first.gid
+    assert render(book) == "book[id=b1](p('two'),p('three'),title('Notes'))"
+    with pytest.raises(qmdb.Error):
+        c1.move()  # neither `to` nor `after`
+
+
+def test_append_after_and_misplaced_after(db, book):
+    title, c1, c2 = book.children
+    new = book.append("preface", after=title)
+    assert [o.gid for o in book.children] == ["title", "preface", "chapter", "chapter"]
+    book.append_text("x", after=c2)
+    with pytest.raises(qmdb.Error):
+        c1.append("p", after=title)  # title is not a child of c1
+    assert new.parent == book
+
+
+def test_copy_within_and_across(db, book):
+    title, c1, c2 = book.children
+    detached = c2.copy()
+    assert not detached.attached and render(detached) == render(c2) and detached != c2
+    shallow = c2.copy(book, deep=False, attributes=False)
+    assert render(shallow) == "chapter"
+    with qmdb.memory() as other:
+        top = other.root.append("archive")
+        copied = c1.copy(to=top)
+        assert copied.db == other and copied.parent == top
+        assert render(top) == "archive(chapter[id=c1](p('one')))"
+        moved = c2.move(top)  # across databases: a new handle there, gone here
+        assert moved.db == other
+        assert render(top) == "archive(chapter[id=c1](p('one')),chapter[id=c2](p('two'),p('three')))"
+    assert [o.gid for o in book.children] == ["title", "chapter", "chapter"]
+
+
+def test_links(db, book):
+    title, c1, c2 = book.children
+    assert c1.link is None
+    c1.link = c2
+    assert c1.link == c2
+    with qmdb.memory() as other:
+        target = other.root.append("t")
+        c1.link = target
+        assert c1.link == target
+    assert c1.link is None  # its database is closed
+    c1.link = c2
+    c1.link = None
+    assert c1.link is None
+    linked = c2.copy(book, link_to_source=True)
+    assert linked.link == c2
+
+
+def test_equality_and_hashing(db, book):
+    again = db.find("book")[0]
+    assert again == book and hash(again) == hash(book) and again is not book
+    assert len({book, again, db.root}) == 2
+    assert book != list(book.children)[0] and book != "book"
+    with qmdb.memory() as other:
+        assert other.root != db.root
+    assert db == book.db and hash(db) == hash(book.db)
+
+
+def test_find(db, book):
+    assert [o.attrs["id"] for o in db.find("book/chapter")] == ["c1", "c2"]
+    assert [o.value for o in db.find("book/chapter/p/*")] == ["one", "two", "three"]
+    assert db.find("BOOK") == [] and db.find("BOOK", case_sensitive=False) == [book]
+    c2 = db.find("book/chapter")[1]
+    assert [o.gid for o in c2.find("...")][:2] == ["chapter", "p"]
+    assert c2.find("../title") == [list(book.children)[0]]
+
+
+def test_walk_while_editing(db, book):
+    seen = []
+    for obj in book:
+        seen.append(obj.gid or obj.value)
+        if obj.gid == "chapter" and obj.attrs["id"] == "c1":
+            obj.append("added").append_text("new")
+    assert seen == ["title", "Notes", "chapter", "p", "one", "added", "new", "chapter", "p",
+                    "two", "p", "three"]
+    walk = iter(book)
+    title = next(walk)
+    title.drop()
+    with pytest.raises(qmdb.NoObjectError):
+        next(walk)
+    # Removing (not dropping) the current object is allowed: the walk goes on
+    # from where it now is, a detached subtree, and ends there.
+    walk = iter(book)
+    chapter = next(walk)
+    chapter.remove()
+    assert [o.gid or o.value for o in walk] == ["p", "one", "added", "new"]
