@@ -101,6 +101,17 @@ double ratio(const SizeResults& r, const std::string& peer, const std::string& w
   return ps->second / qs->second;
 }
 
+// One table row of a size per peer, in MB; "-" where the peer has none.
+template <class Bytes>
+void sizeRow(std::ostream& out, const SizeResults& r, const char* what, Bytes bytes) {
+  out << "| " << what << " |";
+  for (const PeerResult& p : r.peers) {
+    double b = bytes(p);
+    out << (b > 0 ? format(" %.1f MB |", b / 1048576.0) : std::string(" - |"));
+  }
+  out << "\n";
+}
+
 std::string verdict(bool holds) {
   return holds ? "**holds**" : "**missed**";
 }
@@ -147,31 +158,13 @@ std::string renderSection(const SizeResults& r, long otherRssKb) {
     }
     out << "\n";
   }
-  out << "| peak RSS of the cold walk |";
-  for (const PeerResult& p : r.peers) {
-    if (p.walkRssKb > 0) {
-      out << format(" %.1f MB |", p.walkRssKb / 1024.0);
-    } else {
-      out << " - |";
-    }
-  }
-  out << "\n| peak RSS of the search and index work |";
-  for (const PeerResult& p : r.peers) {
-    if (p.workRssKb > 0) {
-      out << format(" %.1f MB |", p.workRssKb / 1024.0);
-    } else {
-      out << " - |";
-    }
-  }
-  out << "\n| size of the saved data |";
-  for (const PeerResult& p : r.peers) {
-    if (p.savedBytes > 0) {
-      out << format(" %.1f MB |", p.savedBytes / 1048576.0);
-    } else {
-      out << " - |";
-    }
-  }
-  out << "\n\n";
+  sizeRow(out, r, "peak RSS of the cold walk",
+          [](const PeerResult& p) { return p.walkRssKb * 1024.0; });
+  sizeRow(out, r, "peak RSS of the search and index work",
+          [](const PeerResult& p) { return p.workRssKb * 1024.0; });
+  sizeRow(out, r, "size of the saved data",
+          [](const PeerResult& p) { return static_cast<double>(p.savedBytes); });
+  out << "\n";
 
   out << "| target | wanted | measured | |\n|---|---|---|---|\n";
   target(out, "build + save vs libxml2", ratio(r, "libxml2", "build"), 2, "at least");
