@@ -104,6 +104,26 @@ TEST_F(OutOfMemory, ConvertingCallsFailAndChangeNothing) {
   EXPECT_STREQ(buffer, "");
 }
 
+TEST_F(OutOfMemory, ACopyWhoseTextCannotBeConvertedFails) {
+  Qmdb source;
+  ASSERT_TRUE(source.pushCoding("ISO8859-1"));
+  long n = source.addNode(1, kLatin1);
+  long s = source.addString(n, kLatin1);
+  ASSERT_STREQ(source.getId(n), kLatin1);  // its holding strings exist from here on
+  ASSERT_STREQ(source.getValue(s), kLatin1);
+  Qmdb target;
+  failAllocationAfter(1);  // the getter's conversion: the text would look absent
+  EXPECT_EQ(target.addCopy(1, &source, n, true, true, false, false), 0);
+  failAllocationAfter(1);
+  EXPECT_EQ(target.addCopy(1, &source, s, true, true, false, false), 0);
+  failAllocationAfter(0);
+  EXPECT_EQ(renderChildren(target, 1), "");
+  long copied = target.addTreeCopy(1, &source, n, true, true, false, false);
+  // Out through the source's coding, in through the target's transparent one.
+  EXPECT_EQ(renderChildren(target, 1), std::string(kLatin1) + "('" + kLatin1 + "')");
+  EXPECT_STREQ(target.getId(copied), kLatin1);
+}
+
 TEST_F(OutOfMemory, ProblemsAreRecordedWithoutMemory) {
   Qmdb db;
   long a = db.addNode(1, "a");
@@ -113,6 +133,28 @@ TEST_F(OutOfMemory, ProblemsAreRecordedWithoutMemory) {
   EXPECT_STREQ(db.errorCode(), "MEMORYOVERFLOW");
   EXPECT_STREQ(db.errorMessage(), "Failed to allocated memory for findPath().");
   EXPECT_TRUE(db.isValid());
+}
+
+TEST_F(OutOfMemory, HooksAreNotAddedAndNotListedWithoutMemory) {
+  Qmdb db;
+  int data = 7;
+  char name[] = "a hook name long enough to need memory of its own";
+  failAllocationAfter(1);
+  db.addHook(&data, name, nullptr, nullptr);
+  EXPECT_EQ(db.getHook(name), nullptr);
+  db.addHook(&data, name, nullptr, nullptr);
+  EXPECT_EQ(db.getHook(name), &data);
+  failAllocationAfter(1);
+  EXPECT_EQ(db.namesHooked(), nullptr);
+  failAllocationAfter(2);  // the array is made, the copy of the name is not
+  EXPECT_EQ(db.namesHooked(), nullptr);
+  failAllocationAfter(0);
+  char** names = db.namesHooked();
+  ASSERT_NE(names, nullptr);
+  EXPECT_STREQ(names[0], name);
+  EXPECT_EQ(names[1], nullptr);
+  free(names[0]);
+  free(names);
 }
 
 TEST_F(OutOfMemory, ANewThreadsHoldingStringsFailSoftlyAndGoWithIt) {
