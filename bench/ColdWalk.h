@@ -3,6 +3,7 @@
 #ifndef QMDB_BENCH_COLDWALK_H
 #define QMDB_BENCH_COLDWALK_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -19,6 +20,12 @@ struct WalkReport {
 /// Runs `self` with `args` in a fresh process and gives its standard output;
 /// throws when it cannot start or does not exit with 0.
 std::string runSelf(const std::string& self, const std::vector<std::string>& args);
+
+/// The pseudo-peer whose "walk" is Qmdb's search and index work
+/// (searchAndIndexQmdb), run in a fresh process for its peak memory.
+inline constexpr char kQmdbWork[] = "Qmdb-work";
+/// The lookups that work makes.
+inline constexpr size_t kWorkLookups = 200000;
 
 /// Spawns `self walk peer path` and parses its report; throws when the child fails.
 WalkReport runColdWalk(const std::string& self, const std::string& peer, const std::string& path);
