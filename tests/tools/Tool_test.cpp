@@ -316,5 +316,49 @@ TEST(Tool, CheckFindsTruncatedAndCorruptedFiles) {
   }
 }
 
+TEST(Tool, XPathPrintsNodesAndValuesAndFindPointsToIt) {
+  TempDir dir;
+  writeText(dir.file("zoo.xml"),
+            "<zoo><!--keepers--><animal id=\"b2\" kind=\"bird\">Owl</animal><animal id=\"a1\">"
+            "Lynx\tcat</animal><Animal id=\"c3\">Wolf</Animal></zoo>");
+  ASSERT_EQ(tool(dir, "import zoo.xml zoo.qmb --comments").status, 0);
+  EXPECT_EQ(withoutHandles(tool(dir, "xpath zoo.qmb '//animal[@id=$i]' --var i=a1").out),
+            "#\tnode\tanimal\tLynx cat\n");
+  EXPECT_EQ(withoutHandles(tool(dir, "xpath zoo.qmb '//animal/@*'").out),
+            "#\tattribute\tid\tb2\n#\tattribute\tkind\tbird\n#\tattribute\tid\ta1\n");
+  EXPECT_EQ(withoutHandles(tool(dir, "xpath zoo.qmb '//text()'").out),
+            "#\tstring\t-\tOwl\n#\tstring\t-\tLynx\\tcat\n#\tstring\t-\tWolf\n");
+  EXPECT_EQ(tool(dir, "xpath zoo.qmb 'count(//*[@id])'").out, "3\n");
+  EXPECT_EQ(tool(dir, "xpath zoo.qmb 'string(//Animal)' --json").out, "\"Wolf\"\n");
+  EXPECT_EQ(tool(dir, "xpath zoo.qmb '1 div 0' --json").out, "\"Infinity\"\n");
+  EXPECT_EQ(tool(dir, "xpath zoo.qmb '//animal[2]/@id = \"a1\"'").out, "true\n");
+  std::string json = tool(dir, "xpath zoo.qmb '//comment() | //animal[2]/text()' --json").out;
+  std::string handle = json.substr(10, json.find(',') - 10);
+  EXPECT_EQ(json, "{\"handle\":" + handle +
+                      ",\"kind\":\"comment\",\"value\":\"keepers\"}\n{\"handle\":" +
+                      std::to_string(std::stol(json.substr(json.find('\n') + 11))) +
+                      ",\"kind\":\"string\",\"value\":\"Lynx\\tcat\"}\n");
+
+  Outcome bad = tool(dir, "xpath zoo.qmb '//animal[@id='");
+  EXPECT_EQ(bad.status, 2);
+  EXPECT_EQ(bad.err,
+            "qmdb xpath: expected an expression at the end\n  //animal[@id=\n               ^\n");
+  EXPECT_EQ(tool(dir, "xpath zoo.qmb '$nothing'").status, 2);
+  EXPECT_EQ(tool(dir, "xpath zoo.qmb '/' --var novalue").status, 2);
+  EXPECT_EQ(tool(dir, "xpath missing.qmb '/'").status, 1);
+
+  // find keeps its own path language, and says where XPath is spoken.
+  for (const char* path : {"//animal", "zoo/animal[1]", "zoo/@id", "/zoo"}) {
+    Outcome run = tool(dir, std::string("find zoo.qmb '") + path + "'");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "");
+    EXPECT_NE(run.err.find("try: qmdb xpath zoo.qmb '" + std::string(path) + "'"),
+              std::string::npos)
+        << path;
+  }
+  EXPECT_EQ(tool(dir, "find zoo.qmb zoo/nothing").err, "");
+  EXPECT_EQ(tool(dir, "find zoo.qmb zoo/animal").err, "");
+}
+
 }  // namespace
 }  // namespace qmdb::test

@@ -102,9 +102,19 @@ int findCommand(const Args& args) {
   if (!db) return kFailure;
 
   QmdbList found;
-  db->findPath(&found, parsed.positional[1].c_str(), 1, !parsed.has("-i"));
+  const std::string& path = parsed.positional[1];
+  db->findPath(&found, path.c_str(), 1, !parsed.has("-i"));
   for (long object = found.first(); object != 0; object = found.next()) {
     printf("%s\n", describeObject(*db, object).c_str());
+  }
+  bool looksLikeXPath = (!path.empty() && path[0] == '/') || path.find("//") != std::string::npos ||
+                        path.find_first_of("[@") != std::string::npos;
+  if (found.length() == 0 && looksLikeXPath) {
+    fprintf(stderr,
+            "qmdb find: nothing found; '%s' looks like XPath, which find does not read\n"
+            "(find takes names, *, ., .. and ... between slashes, from the root)\n"
+            "try: qmdb xpath %s '%s'\n",
+            path.c_str(), parsed.positional[0].c_str(), path.c_str());
   }
   return kOk;
 }

@@ -33,6 +33,7 @@ int importCommand(const Args& args);
 int exportCommand(const Args& args);
 int treeCommand(const Args& args);
 int findCommand(const Args& args);
+int xpathCommand(const Args& args);
 int indexCommand(const Args& args);
 int lookupCommand(const Args& args);
 int keysCommand(const Args& args);

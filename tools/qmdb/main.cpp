@@ -59,7 +59,26 @@ const Command kCommands[] = {
      "it), e.g. \"guide/group/species/name\" or \".../name\". Finding nothing\n"
      "prints nothing and is not an error (exit status 0).\n"
      "\n"
-     "  -i  compare names ignoring the case of ASCII letters"},
+     "  -i  compare names ignoring the case of ASCII letters\n"
+     "\n"
+     "When a PATH that looks like XPath (it begins with '/', or holds '//', '['\n"
+     "or '@') finds nothing, a note on stderr points to qmdb xpath."},
+    {"xpath", xpathCommand, "xpath DB.qmb EXPR [--var NAME=VALUE]... [--json]",
+     "Evaluates the XPath 1.0 expression EXPR with the document's root as the\n"
+     "context node. A node-set is printed a node per line in document order, as\n"
+     "find prints objects (handle, kind, name, short text; an attribute shows its\n"
+     "element's handle, the kind \"attribute\", its name and value); a number,\n"
+     "string or boolean is printed as its value. Comments are pis with the target\n"
+     "\"#comment\"; adjacent strings and entities are one text node.\n"
+     "An equality test on an attribute, as in //E[@A='v'], is answered from an\n"
+     "index named \"E/@A\" when there is one (qmdb index DB 'E/@A' '.../E' --key @A).\n"
+     "\n"
+     "  --var NAME=VALUE  binds $NAME to the string VALUE (repeatable)\n"
+     "  --json            one JSON object per node ({\"handle\", \"kind\", \"name\",\n"
+     "                    \"value\"}, plus \"attribute\" for attributes), or the\n"
+     "                    value as JSON\n"
+     "\n"
+     "A malformed expression is reported with a mark under the fault (exit 2)."},
     {"index", indexCommand, "index DB.qmb NAME PATH [--key @ATTR]",
      "Stores every object that PATH finds in the index NAME of DB.qmb, making the\n"
      "index when it does not exist yet: under the value of its attribute ATTR\n"

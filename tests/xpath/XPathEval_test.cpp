@@ -1,0 +1,296 @@
+// Location paths, axes, node tests, predicates, operators, variables, errors,
+// index use and the C function, on small documents with known answers.
+#include <gtest/gtest.h>
+
+#include <Qmdb/QmdbXPath>
+#include <Qmdb/qmdbxpath.h>
+
+#include "XmlFixture.h"
+
+namespace qmdb::test {
+namespace {
+
+const char* kDocument =
+    "<?xml version='1.0'?><!--top--><r xmlns:p='urn:p'>"
+    "<a id='1' x='u'>t1<b id='2'>t2</b><c/>t3<?pi data?><!--note--></a>"
+    "<a id='3'><b id='4'><b id='5'>deep</b></b></a><p:q p:w='9'/></r>";
+
+class XPathEval : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(loadXml(db_, kDocument)); }
+  std::string q(const std::string& e) { return query(db_, e); }
+  Qmdb db_;
+};
+
+TEST_F(XPathEval, EveryAxisInDocumentOrder) {
+  EXPECT_EQ(q("/r/a"), "a a");
+  EXPECT_EQ(q("/r/a[1]/node()"), "'t1' b c 't3' ?pi !note");
+  EXPECT_EQ(q("/r/a[1]/text()"), "'t1' 't3'");
+  EXPECT_EQ(q("//b/@id"), "@id=2 @id=4 @id=5");
+  EXPECT_EQ(q("/r/a[1]/@*"), "@id=1 @x=u");
+  EXPECT_EQ(q("/r/@*"), "");  // a namespace declaration is no attribute
+  EXPECT_EQ(q("//a[1]/descendant::node()"), "'t1' b 't2' c 't3' ?pi !note");
+  EXPECT_EQ(q("//a[2]/descendant-or-self::*/@id"), "@id=3 @id=4 @id=5");
+  EXPECT_EQ(q("//b[@id='2']/parent::a/@x"), "@x=u");
+  EXPECT_EQ(q("//@x/.."), "a");
+  EXPECT_EQ(q("//b[@id='5']/ancestor::*"), "r a b");
+  EXPECT_EQ(q("//b[@id='5']/ancestor::*[1]/@id"), "@id=4");
+  EXPECT_EQ(q("//b[@id='5']/ancestor-or-self::b/@id"), "@id=4 @id=5");
+  EXPECT_EQ(q("//b[@id='5']/ancestor::node()"), "/ r a b");
+  EXPECT_EQ(q("//c/preceding-sibling::node()"), "'t1' b");
+  EXPECT_EQ(q("//c/preceding-sibling::node()[1]"), "b");
+  EXPECT_EQ(q("//c/following-sibling::node()"), "'t3' ?pi !note");
+  EXPECT_EQ(q("//c/following-sibling::node()[2]"), "?pi");
+  EXPECT_EQ(q("//c/following::*"), "a b b p:q");
+  EXPECT_EQ(q("//c/following::node()"), "'t3' ?pi !note a b b 'deep' p:q");
+  EXPECT_EQ(q("//b[@id='4']/preceding::node()"), "!top a 't1' b 't2' c 't3' ?pi !note");
+  EXPECT_EQ(q("//b[@id='4']/preceding::node()[1]"), "!note");
+  EXPECT_EQ(q("//b[@id='4']/preceding::node()[last()]"), "!top");
+  EXPECT_EQ(q("/r/a[1]/@id/following::b/@id"), "@id=2 @id=4 @id=5");
+  EXPECT_EQ(q("/r/a[1]/@id/preceding::node()"), "!top");
+  EXPECT_EQ(q("//c/self::c"), "c");
+  EXPECT_EQ(q("//c/self::b"), "");
+  EXPECT_EQ(q("//c/namespace::*"), "");
+  EXPECT_EQ(q("/"), "/");
+  EXPECT_EQ(q("/.."), "");
+  EXPECT_EQ(q("/node()"), "!top r");
+  EXPECT_EQ(q("//@id/self::node()/following-sibling::node()"), "");
+}
+
+TEST_F(XPathEval, NodeTestsAndNames) {
+  EXPECT_EQ(q("//comment()"), "!top !note");
+  EXPECT_EQ(q("/comment()"), "!top");
+  EXPECT_EQ(q("//processing-instruction()"), "?pi");
+  EXPECT_EQ(q("//processing-instruction('pi')"), "?pi");
+  EXPECT_EQ(q("//processing-instruction('other')"), "");
+  EXPECT_EQ(q("//p:*"), "p:q");
+  EXPECT_EQ(q("//p:q/@p:w"), "@p:w=9");
+  EXPECT_EQ(q("//*[local-name()='q']"), "p:q");
+  EXPECT_EQ(q("count(//node())"), "15");
+  EXPECT_EQ(q("count(//*)"), "8");
+  EXPECT_EQ(q("name(//p:q)"), "\"p:q\"");
+  EXPECT_EQ(q("local-name(//p:q/@p:w)"), "\"w\"");
+  EXPECT_EQ(q("namespace-uri(//p:q)"), "\"urn:p\"");
+  EXPECT_EQ(q("namespace-uri(//p:q/@p:w)"), "\"urn:p\"");
+  EXPECT_EQ(q("namespace-uri(/r)"), "\"\"");
+  EXPECT_EQ(q("name(//processing-instruction())"), "\"pi\"");
+  EXPECT_EQ(q("name(//comment())"), "\"\"");
+  EXPECT_EQ(q("name(//nothing)"), "\"\"");
+}
+
+TEST_F(XPathEval, PredicatesPositionsAndFilters) {
+  EXPECT_EQ(q("(//b)[1]/@id"), "@id=2");
+  EXPECT_EQ(q("(//b)[last()]/@id"), "@id=5");
+  EXPECT_EQ(q("//b[last()]/@id"), "@id=2 @id=4 @id=5");
+  EXPECT_EQ(q("//b[1]/@id"), "@id=2 @id=4 @id=5");
+  EXPECT_EQ(q("//a[2]//b[1]/@id"), "@id=4 @id=5");
+  EXPECT_EQ(q("//a[b/b]/@id"), "@id=3");
+  EXPECT_EQ(q("//a[1]/node()[position() > 2]"), "c 't3' ?pi !note");
+  EXPECT_EQ(q("//a[1]/node()[position() = last() - 1]"), "?pi");
+  EXPECT_EQ(q("//a[1]/node()[self::b or self::c][2]"), "c");
+  EXPECT_EQ(q("//a[1]/node()[2][self::b]"), "b");
+  EXPECT_EQ(q("//a[1]/node()[self::c][1]"), "c");
+  EXPECT_EQ(q("//*[@id > 2][last()]/@id"), "@id=3 @id=4 @id=5");
+  EXPECT_EQ(q("(//*[@id > 2])[last()]/@id"), "@id=5");
+  EXPECT_EQ(q("//b[@id='2'] | //b[@id='2']"), "b");
+  EXPECT_EQ(q("//c | //a"), "a c a");
+  EXPECT_EQ(q("(//c | //a)[2]"), "c");
+  EXPECT_EQ(q("//b/ancestor::a/@id"), "@id=1 @id=3");
+  EXPECT_EQ(q("//b/parent::*/@id"), "@id=1 @id=3 @id=4");
+  EXPECT_EQ(q("//b/following-sibling::*"), "c");
+  EXPECT_EQ(q("//b/preceding::b/@id"), "@id=2");
+  EXPECT_EQ(q("//b/following::node()[1]"), "c p:q");
+  EXPECT_EQ(q("//*/child::b[1]/@id"), "@id=2 @id=4 @id=5");
+}
+
+TEST_F(XPathEval, ComparisonsOfEveryType) {
+  EXPECT_EQ(q("//b/@id = 4"), "true");
+  EXPECT_EQ(q("//b/@id != 4"), "true");
+  EXPECT_EQ(q("//b/@id > 4"), "true");
+  EXPECT_EQ(q("//b/@id > 5"), "false");
+  EXPECT_EQ(q("//b/@id < 3"), "true");
+  EXPECT_EQ(q("4 < //b/@id"), "true");
+  EXPECT_EQ(q("5 < //b/@id"), "false");
+  EXPECT_EQ(q("//a/@id = //b/@id"), "false");
+  EXPECT_EQ(q("//a/@id != //b/@id"), "true");
+  EXPECT_EQ(q("//a/@id < //b/@id"), "true");
+  EXPECT_EQ(q("//a/@id >= //b/@id"), "true");
+  EXPECT_EQ(q("//a/@id >= //b[@id > 3]/@id"), "false");
+  EXPECT_EQ(q("//b[@id='5']/@id = //b/@id"), "true");
+  EXPECT_EQ(q("//@id = '3'"), "true");
+  EXPECT_EQ(q("'3' = //@id"), "true");
+  EXPECT_EQ(q("//nothing = //nothing"), "false");
+  EXPECT_EQ(q("//nothing != 1"), "false");
+  EXPECT_EQ(q("//b = true()"), "true");
+  EXPECT_EQ(q("//nothing = false()"), "true");
+  EXPECT_EQ(q("true() = 1"), "true");
+  EXPECT_EQ(q("'1' = 1"), "true");
+  EXPECT_EQ(q("'a' < 'b'"), "false");
+  EXPECT_EQ(q("2 > 1 = true()"), "true");
+  EXPECT_EQ(q("1 = 1 and 2 = 3 or 4 = 4"), "true");
+  EXPECT_EQ(q("0 div 0 = 0 div 0"), "false");
+  EXPECT_EQ(q("0 div 0 != 0 div 0"), "true");
+}
+
+TEST(XPathText, AdjacentStringsAndEntitiesAreOneTextNode) {
+  Qmdb db;
+  ASSERT_TRUE(loadXml(db, "<!DOCTYPE r [<!ENTITY e 'ent'>]><r>x&e;y<s>abcdefgh</s>tail</r>", true));
+  EXPECT_EQ(query(db, "/node()"), "r");  // the doctype is invisible
+  EXPECT_EQ(query(db, "count(/r/text())"), "2");
+  EXPECT_EQ(query(db, "/r/text()"), "'xenty' 'tail'");
+  EXPECT_EQ(query(db, "count(//s/text())"), "1");
+  EXPECT_EQ(query(db, "string(//s)"), "\"abcdefgh\"");
+  EXPECT_EQ(query(db, "string(/)"), "\"xentyabcdefghtail\"");
+  EXPECT_EQ(query(db, "//s/preceding-sibling::node()"), "'xenty'");
+  EXPECT_EQ(query(db, "//s/following-sibling::text()"), "'tail'");
+  EXPECT_EQ(query(db, "//s/following::text()"), "'tail'");
+  EXPECT_EQ(query(db, "//s/preceding::text()"), "'xenty'");
+  EXPECT_EQ(query(db, "/r/text()[1]/following-sibling::node()"), "s 'tail'");
+  EXPECT_EQ(query(db, "/r/text()[2]/preceding-sibling::node()[1]"), "s");
+  EXPECT_EQ(query(db, "/r/text()[1]/following::node()[1]"), "s");
+  // A context in the middle of a run stands for the whole text node.
+  long r = db.first(1);
+  while (db.objectType(r) != QmdbNode) r = db.next(r, QmdbSiblings);
+  long second = db.next(db.first(r), QmdbSiblings);
+  EXPECT_EQ(query(db, "string(.)", second), "\"xenty\"");
+  EXPECT_EQ(query(db, "following-sibling::*", second), "s");
+}
+
+TEST_F(XPathEval, VariablesOfEachType) {
+  QmdbXPath::Variables vars;
+  vars["s"] = QmdbXPath::Value::ofString("4");
+  vars["n"] = QmdbXPath::Value::ofNumber(2);
+  vars["t"] = QmdbXPath::Value::ofBoolean(true);
+  QmdbXPath::Result bs = QmdbXPath::evaluate(db_, "//b");
+  ASSERT_TRUE(bs);
+  std::vector<QmdbXPath::Node> reversed(bs.value.nodes.rbegin(), bs.value.nodes.rend());
+  vars["ns"] = QmdbXPath::Value::ofNodes(reversed);
+  EXPECT_EQ(query(db_, "//b[@id = $s]/@id", 1, vars), "@id=4");
+  EXPECT_EQ(query(db_, "(//b)[$n]/@id", 1, vars), "@id=4");
+  EXPECT_EQ(query(db_, "$t and $n = 2", 1, vars), "true");
+  EXPECT_EQ(query(db_, "$ns/@id", 1, vars), "@id=2 @id=4 @id=5");
+  EXPECT_EQ(query(db_, "$ns[1]/@id", 1, vars), "@id=2");
+  EXPECT_EQ(query(db_, "count($ns/..)", 1, vars), "3");
+  QmdbXPath::Result unbound = QmdbXPath::evaluate(db_, "1 + $missing", 1, vars);
+  EXPECT_FALSE(unbound);
+  EXPECT_EQ(unbound.offset, 4);
+  EXPECT_NE(unbound.message.find("missing"), std::string::npos);
+}
+
+TEST_F(XPathEval, ContextNodeAndForEach) {
+  QmdbXPath::Result a = QmdbXPath::evaluate(db_, "/r/a[2]");
+  ASSERT_EQ(a.value.nodes.size(), 1u);
+  long a2 = a.value.nodes[0].object;
+  EXPECT_EQ(query(db_, "b/b/@id", a2), "@id=5");
+  EXPECT_EQ(query(db_, "../a/@id", a2), "@id=1 @id=3");
+  EXPECT_EQ(query(db_, "/r/p:q", a2), "p:q");
+  EXPECT_EQ(query(db_, "string(.)", a2), "\"deep\"");
+  std::vector<std::string> seen;
+  QmdbXPath::Result r = QmdbXPath::forEach(db_, "//*", 1, {}, [&](const QmdbXPath::Node& n) {
+    seen.push_back(renderNode(db_, n));
+    return seen.size() < 3;
+  });
+  EXPECT_TRUE(r);
+  EXPECT_TRUE(r.value.nodes.empty());
+  EXPECT_EQ(seen, (std::vector<std::string>{"r", "a", "b"}));
+  int calls = 0;
+  r = QmdbXPath::forEach(db_, "count(//*)", 1, {}, [&](const QmdbXPath::Node&) {
+    ++calls;
+    return true;
+  });
+  EXPECT_EQ(r.value.kind, QmdbXPath::Value::Number);
+  EXPECT_EQ(r.value.number, 8);
+  EXPECT_EQ(calls, 0);
+  EXPECT_FALSE(QmdbXPath::evaluate(db_, ".", 999999));
+}
+
+TEST_F(XPathEval, MalformedExpressionsNameTheOffset) {
+  struct Case {
+    const char* expression;
+    long offset;
+  } cases[] = {
+      {"//a[", 4},        {"1 +", 3},     {"foo()", 0},    {"//a/@", 5},   {"'abc", 0},
+      {"concat('a')", 0}, {"//a ! b", 4}, {"bogus::a", 0}, {"a b", 2},     {"(1", 2},
+      {"1/a", 0},         {"'x'[1]", 0},  {"", 0},         {"//a[1]]", 6}, {"a:", 1},
+      {"child::", 7},     {"$", 1},       {"count()", 0},  {"-", 1},       {"a | 1", 4},
+  };
+  for (const Case& c : cases) {
+    QmdbXPath::Result r = QmdbXPath::evaluate(db_, c.expression);
+    EXPECT_FALSE(r) << c.expression;
+    EXPECT_EQ(r.offset, c.offset) << c.expression << ": " << r.message;
+    EXPECT_FALSE(r.message.empty());
+  }
+}
+
+TEST(XPathIndex, EqualityPredicatesUseACoveringIndex) {
+  Qmdb db;
+  std::string xml = "<list>";
+  for (int i = 0; i < 40; ++i) {
+    xml +=
+        "<item id='k" + std::to_string(i % 10) + "'><name>n" + std::to_string(i) + "</name></item>";
+  }
+  xml += "<other id='k3'/></list>";
+  ASSERT_TRUE(loadXml(db, xml));
+  const char* expressions[] = {"//item[@id='k3']/name",
+                               "count(//item[@id='k3'])",
+                               "//item[@id='k3'][2]/name",
+                               "//item['k7' = @id][last()]/name",
+                               "//list//item[@id='k3'][name='n13']/name",
+                               "//item[.='n5']/name",
+                               "//item[@id='none']"};
+  std::vector<std::string> walked;
+  for (const char* e : expressions) walked.push_back(query(db, e));
+  EXPECT_EQ(walked[0], "name name name name");
+  EXPECT_EQ(walked[1], "4");
+  EXPECT_EQ(walked[2], "name");
+  EXPECT_EQ(query(db, "string(//item[@id='k3'][2]/name)"), "\"n13\"");
+
+  long byId = db.addIndex("item/@id");
+  long byText = db.addIndex("item/text()");
+  QmdbXPath::Result items = QmdbXPath::evaluate(db, "//item");
+  for (const QmdbXPath::Node& n : items.value.nodes) {
+    long a = db.attribute(n.object, "id", QmdbNoAttributeType, QmdbNoAttributeClass, true);
+    std::string key = db.attrValue(a);
+    ASSERT_NE(db.putIndex(byId, n.object, key.c_str(), false), 0);
+    std::string text = QmdbXPath::stringValue(db, n);
+    ASSERT_NE(db.putIndex(byText, n.object, text.c_str(), false), 0);
+  }
+  // A stale entry (an item whose id is no longer k3) is checked and dropped.
+  db.putIndex(byId, items.value.nodes[0].object, "k3", false);
+  for (size_t i = 0; i < walked.size(); ++i) {
+    EXPECT_EQ(query(db, expressions[i]), walked[i]) << expressions[i];
+  }
+  // The index is what answers: entries taken out of it are no longer found.
+  char k3[] = "k3";
+  db.pullIndex(nullptr, byId, k3, nullptr);
+  EXPECT_EQ(query(db, "count(//item[@id='k3'])"), "0");
+  EXPECT_EQ(query(db, "count(//item[@id='k4'])"), "4");
+}
+
+TEST_F(XPathEval, TheCFunction) {
+  QmdbXPathResult r;
+  ASSERT_EQ(QmdbXPath_evaluate(&db_, "//b/@id", 1, nullptr, nullptr, 0, &r), 1);
+  EXPECT_EQ(r.kind, QmdbXPathNodeSet);
+  ASSERT_EQ(r.count, 3);
+  EXPECT_NE(r.nodes[0].attribute, 0);
+  EXPECT_STREQ(db_.attrValue(r.nodes[2].attribute), "5");
+  QmdbXPath_free(&r);
+  const char* names[] = {"v"};
+  const char* values[] = {"4"};
+  ASSERT_EQ(QmdbXPath_evaluate(&db_, "concat('id=', //b[@id=$v]/@id)", 1, names, values, 1, &r), 1);
+  EXPECT_EQ(r.kind, QmdbXPathString);
+  EXPECT_STREQ(r.string, "id=4");
+  QmdbXPath_free(&r);
+  ASSERT_EQ(QmdbXPath_evaluate(&db_, "count(//b) * 1.5", 1, nullptr, nullptr, 0, &r), 1);
+  EXPECT_EQ(r.number, 4.5);
+  QmdbXPath_free(&r);
+  EXPECT_EQ(QmdbXPath_evaluate(&db_, "//b[", 1, nullptr, nullptr, 0, &r), 0);
+  EXPECT_EQ(r.ok, 0);
+  EXPECT_EQ(r.offset, 4);
+  EXPECT_NE(r.string, nullptr);
+  QmdbXPath_free(&r);
+  EXPECT_EQ(QmdbXPath_evaluate(nullptr, "1", 1, nullptr, nullptr, 0, &r), 0);
+}
+
+}  // namespace
+}  // namespace qmdb::test
