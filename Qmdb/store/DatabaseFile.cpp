@@ -1,6 +1,6 @@
 #include "Qmdb/store/DatabaseFile.h"
 
-#include <unistd.h>
+#include <errno.h>
 
 #include <climits>
 #include <cstdio>
@@ -96,13 +96,8 @@ void acceptFile(Store& store, FILE* file) {
     report(store, kFatalError, "INCOMPLETEFILE", kMsgIncompleteFile, name);
     return;
   }
-  // Every save leaves the file exactly heap top bytes long; a shorter file was
-  // cut off or never completely written, and its missing pages cannot be read.
-  if (fseek(file, 0, SEEK_END) != 0 || ftell(file) < heapTop) {
-    QmCFileClose(file);
-    report(store, kFatalError, "INCOMPLETEFILE", kMsgIncompleteFile, name);
-    return;
-  }
+  // Nothing else is read now: a file cut short fails at the first read of a
+  // page it does not wholly hold.
   store.swapFile = file;
   store.pageSize = pageSize;
   store.heapTop = heapTop;
@@ -156,21 +151,64 @@ void configure(Store& store, long pages, long pageSize) {
   store.swapPages = 0;
 }
 
+namespace {
+
+// Reports that the file cannot be opened in `mode`, as the open of that mode would.
+void reportCannotOpen(Store& store, const char* name, char mode) {
+  if (mode == 'r') {
+    report(store, kFatalError, "NOFILEOPEN", kMsgCannotOpen, name);
+  } else {
+    report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name,
+           mode == 'u' ? "updating" : "writing");
+  }
+}
+
+// Takes the opening's lock on its file, rolling back a journal left by a
+// crashed writer first: shared for reading, exclusive for the other modes and
+// for the roll-back. Nothing is touched when another opening holds a lock that
+// conflicts. False, reported, when the opening cannot go on.
+bool lockAndRecover(Store& store, const char* name, char mode) {
+  store.lockDescriptor = QmCFileLockOpen(name, mode == 'w');
+  if (store.lockDescriptor < 0) {
+    reportCannotOpen(store, name, mode);
+    return false;
+  }
+  // A reader that finds a journal takes the exclusive lock, and gets it only
+  // when no writer is alive: the journal is then left by a crash, not live.
+  bool hotJournal = QmCFileExists(store.journalName.c_str());
+  QmCLockKind kind = mode == 'r' && !hotJournal ? QmCSharedLock : QmCExclusiveLock;
+  if (QmCFileLock(store.lockDescriptor, kind) != 0) {
+    if (errno == EBADF) {
+      // Only readable: the journal cannot be rolled back by this opening.
+      reportCannotOpen(store, name, 'u');
+    } else {
+      report(store, kFatalError, "LOCKED", kMsgLocked, name);
+    }
+    return false;
+  }
+  if (hotJournal && !journal::recover(store)) return false;
+  if (mode == 'r' && kind == QmCExclusiveLock) QmCFileLock(store.lockDescriptor, QmCSharedLock);
+  return true;
+}
+
+}  // namespace
+
 void open(Store& store, const char* name, char mode, long pages, long pageSize) {
   configure(store, pages, pageSize);
   if (name == nullptr) {
     if (mode != 'w' || !makePoolAndRoot(store)) store.failed = true;
     return;
   }
-  store.fileName = name;
-  store.hasFileName = true;
-  store.named = true;
-  FILE* file = nullptr;
-  if ((mode == 'r' || mode == 'u') && !journal::recover(store.fileName)) {
-    // A save was cut short and the file cannot be rolled back to the one before.
-    report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name, "updating");
+  if (mode != 'r' && mode != 'u' && mode != 'w') {
+    store.failed = true;
     return;
   }
+  store.fileName = name;
+  store.journalName = journal::nameFor(store.fileName);
+  store.hasFileName = true;
+  store.named = true;
+  if (!lockAndRecover(store, name, mode)) return;
+  FILE* file = nullptr;
   switch (mode) {
     case 'r':
       file = QmCFileOpen(name, "rb");
@@ -193,21 +231,19 @@ void open(Store& store, const char* name, char mode, long pages, long pageSize) 
         return;
       }
       break;
-    case 'w':
+    default:  // 'w': any journal of the old file was rolled back and removed above
       file = QmCFileOpen(name, "w+b");
-      if (file == nullptr) {
+      if (file == nullptr || QmCFileSyncDirectory(name) != 0) {
+        QmCFileClose(file);
         report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name, "writing");
         return;
       }
       store.swapFile = file;
-      journal::discard(store);  // a journal of an earlier file of that name is void now
-      if (!makePoolAndRoot(store)) store.failed = true;
-      return;
-    default:
-      store.failed = true;
+      if (!makePoolAndRoot(store) || !journal::prepare(store)) store.failed = true;
       return;
   }
   acceptFile(store, file);
+  if (mode == 'u' && !store.failed && !journal::prepare(store)) store.failed = true;
 }
 
 namespace {
@@ -220,7 +256,7 @@ bool writeMagic(Store& store) {
     return false;
   }
   if (QmCFileWrite(header::kMagicBytes, 4, store.swapFile) != 4 ||
-      QmCFileFlush(store.swapFile) != 0 || fsync(fileno(store.swapFile)) != 0) {
+      QmCFileSync(store.swapFile) != 0) {
     report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed, 0L);
     return false;
   }
@@ -244,7 +280,7 @@ long save(Store& store) {
   if (written < 0) return -1;
   // The save is complete only when it is on disk, not in stdio's buffer.
   if (store.swapFile != nullptr &&
-      (QmCFileFlush(store.swapFile) != 0 || (store.named && fsync(fileno(store.swapFile)) != 0))) {
+      (store.named ? QmCFileSync(store.swapFile) : QmCFileFlush(store.swapFile)) != 0) {
     report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed,
            static_cast<long>((store.heapTop - 1) / store.pageSize));
     return -1;
@@ -254,7 +290,7 @@ long save(Store& store) {
     page0 = resolve(store, 0);
     if (page0 != nullptr) header::setMagic(page0, true);
   }
-  journal::commit(store);
+  if (store.named && !journal::commit(store)) return -1;
   return written;
 }
 
@@ -266,15 +302,24 @@ void shrink(Store& store) {
 void makeReadOnly(Store& store) {
   save(store);
   store.readOnly = true;
+  // Other readers may come in now; the saved file is what they see.
+  if (store.named && !store.failed) QmCFileLock(store.lockDescriptor, QmCSharedLock);
 }
 
 bool makeUpdatable(Store& store) {
   if (store.named) {
+    // Another reader keeps the file as it is: stay read-only, still shared.
+    if (QmCFileLock(store.lockDescriptor, QmCExclusiveLock) != 0) return false;
+    if (!journal::prepare(store)) {
+      QmCFileLock(store.lockDescriptor, QmCSharedLock);
+      return false;
+    }
     QmCFileClose(store.swapFile);
     store.swapFile = QmCFileOpen(store.fileName.c_str(), "r+b");
     if (store.swapFile == nullptr) {
       // Stay read-only on the same file; never reopen it for writing.
       store.swapFile = QmCFileOpen(store.fileName.c_str(), "rb");
+      QmCFileLock(store.lockDescriptor, QmCSharedLock);
       return false;
     }
   }
@@ -287,19 +332,20 @@ bool makeUpdatable(Store& store) {
 }
 
 bool clear(Store& store) {
-  if (store.swapFile != nullptr) {
-    QmCFileClose(store.swapFile);
-    store.swapFile = nullptr;
-  }
   if (store.named) {
-    store.swapFile = QmCFileOpen(store.fileName.c_str(), "w+b");
-    if (store.swapFile == nullptr) {
+    // The whole saved file goes into the journal before the file is emptied:
+    // until the next save completes, a crash brings the old content back.
+    if (!journal::protectAll(store)) return false;
+    if (store.swapFile == nullptr || QmCFileTruncate(store.swapFile, 0) != 0) {
       report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, store.fileName.c_str(),
              "writing");
       return false;
     }
-    journal::discard(store);
-  } else if (store.hasFileName) {
+  } else if (store.swapFile != nullptr) {
+    QmCFileClose(store.swapFile);
+    store.swapFile = nullptr;
+  }
+  if (!store.named && store.hasFileName) {
     remove(store.fileName.c_str());
     store.fileName.clear();
     store.hasFileName = false;
@@ -325,6 +371,14 @@ void close(Store& store) {
     store.swapFile = nullptr;
   }
   if (!store.named && store.hasFileName) remove(store.fileName.c_str());
+  // A journal left open belongs to an unfinished save: it stays on disk for
+  // the next opening, which may take the lock once this one drops it.
+  if (store.journal != nullptr) {
+    QmCFileClose(store.journal);
+    store.journal = nullptr;
+  }
+  QmCFileLockClose(store.lockDescriptor);
+  store.lockDescriptor = -1;
   store.fileName.clear();
   store.hasFileName = false;
   freeFrames(store, 0);

@@ -1,13 +1,15 @@
 #include "Qmdb/store/Journal.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <vector>
 
+#include "Qmdb/store/Allocation.h"
 #include "Qmdb/store/ByteOrder.h"
+#include "Qmdb/store/Checksum.h"
+#include "Qmdb/store/HeaderRecord.h"
 #include "Qmdb/store/Messages.h"
 #include "Qmencoding/QmCFile.h"
 
@@ -15,129 +17,290 @@ namespace qmdb::store::journal {
 
 namespace {
 
-// Writes, flushes and syncs; true when all of it reached the disk.
-bool writeDurably(FILE* file, const void* bytes, size_t length) {
-  return QmCFileWrite(bytes, length, file) == length && QmCFileFlush(file) == 0 &&
-         fsync(fileno(file)) == 0;
+// The checksum of a journal's records begins over its page size and saved
+// heap top, so that records of another journal never match.
+uint32_t seedChecksum(const uint8_t* head) {
+  return extendChecksum(0, head + kPageSize, 4 + 4);
 }
 
-bool exists(const std::string& path) {
-  struct stat info;
-  return stat(path.c_str(), &info) == 0;
+void fillHeader(uint8_t* head, const Store& store) {
+  memset(head, 0, kHeaderSize);
+  memcpy(head + kMagic, kMagicBytes, 4);
+  encodeFixed32(head + kPageSize, store.pageSize);
+  encodeFixed32(head + kSavedHeapTop, store.savedHeapTop);
+  encodeFixed32(head + kRecordCount, store.journalRecords);
+  encodeFixed32(head + kChecksum, static_cast<int32_t>(store.journalChecksum));
+}
+
+// Writes `length` bytes at `offset` and syncs; true when all of it is durable.
+bool writeDurably(FILE* file, long offset, const void* bytes, size_t length) {
+  return QmCFileSeek(file, offset) == 0 && QmCFileWrite(bytes, length, file) == length &&
+         QmCFileSync(file) == 0;
+}
+
+bool failWrite(Store& store, const std::string& name) {
+  report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name.c_str(), "writing");
+  return false;
+}
+
+// Makes the journal with a header that counts no record, durably, name included.
+bool begin(Store& store) {
+  const std::string& name = store.journalName;
+  store.journal = QmCFileOpen(name.c_str(), "w+b");
+  if (store.journal == nullptr) return failWrite(store, name);
+  store.journalRecords = 0;
+  uint8_t head[kHeaderSize];
+  fillHeader(head, store);
+  store.journalChecksum = seedChecksum(head);
+  fillHeader(head, store);
+  if (!writeDurably(store.journal, 0, head, sizeof head) ||
+      QmCFileSyncDirectory(name.c_str()) != 0) {
+    return failWrite(store, name);
+  }
+  store.journalEnd = kHeaderSize;
+  return true;
+}
+
+bool isJournaled(const Store& store, int32_t page) {
+  return static_cast<size_t>(page) < store.journaled.size() && store.journaled[page] != 0;
+}
+
+bool markJournaled(Store& store, int32_t page) {
+  if (static_cast<size_t>(page) < store.journaled.size()) {
+    store.journaled[page] = 1;
+    return true;
+  }
+  if (!allocationAllowed()) return false;
+  try {
+    store.journaled.resize(static_cast<size_t>(page) + 1, 0);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+  store.journaled[page] = 1;
+  return true;
+}
+
+// Removes the journal `name` and makes the removal durable.
+bool removeDurably(const std::string& name) {
+  return QmCFileRemove(name.c_str()) == 0 && QmCFileSyncDirectory(name.c_str()) == 0;
 }
 
 }  // namespace
+
+bool prepare(Store& store) {
+  if (store.journalBuffer != nullptr) return true;
+  store.journalBuffer =
+      static_cast<uint8_t*>(allocate(static_cast<size_t>(kRecordHeaderSize + store.pageSize)));
+  return store.journalBuffer != nullptr;
+}
 
 bool protectPage(Store& store, int32_t page) {
   if (!store.named || store.readOnly) return true;
   long start = static_cast<long>(page) * store.pageSize;
   if (start >= store.savedHeapTop) return true;  // nothing saved there yet
-  if (static_cast<size_t>(page) < store.journaled.size() && store.journaled[page]) return true;
-
-  std::string name = nameFor(store.fileName);
-  if (store.journal == nullptr) {
-    store.journal = QmCFileOpen(name.c_str(), "w+b");
-    if (store.journal == nullptr) {
-      report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name.c_str(), "writing");
-      return false;
-    }
-    uint8_t head[kHeaderSize] = {};
-    memcpy(head + kMagic, kMagicBytes, 4);
-    encodeFixed32(head + kPageSize, store.pageSize);
-    encodeFixed32(head + kSavedHeapTop, store.savedHeapTop);
-    if (!writeDurably(store.journal, head, sizeof head)) {
-      report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed, static_cast<long>(page));
-      return false;
-    }
+  if (isJournaled(store, page)) return true;
+  if (store.journalBuffer == nullptr) {
+    report(store, kFatalError, "MEMORYOVERFLOW", kMsgMemoryOverflow, "the journal");
+    return false;
   }
+  if (store.journal == nullptr && !begin(store)) return false;
+
   long end = start + store.pageSize;
   if (end > store.savedHeapTop) end = store.savedHeapTop;
-  std::vector<uint8_t> record(static_cast<size_t>(kRecordHeaderSize + end - start));
-  encodeFixed32(record.data() + kRecordPage, page);
-  encodeFixed32(record.data() + kRecordLength, static_cast<int32_t>(end - start));
+  size_t length = static_cast<size_t>(end - start);
+  uint8_t* record = store.journalBuffer;
+  encodeFixed32(record + kRecordPage, page);
+  encodeFixed32(record + kRecordLength, static_cast<int32_t>(length));
   if (QmCFileSeek(store.swapFile, start) != 0) {
     report(store, kFatalError, "NOFILESEEK", kMsgSeekFailed, static_cast<long>(page), "reading");
     return false;
   }
-  if (QmCFileRead(record.data() + kRecordHeaderSize, static_cast<size_t>(end - start),
-                  store.swapFile) != static_cast<size_t>(end - start)) {
+  if (QmCFileRead(record + kRecordHeaderSize, length, store.swapFile) != length) {
     report(store, kFatalError, "NOFILEREAD", kMsgReadFailed, static_cast<long>(page));
     return false;
   }
-  if (!writeDurably(store.journal, record.data(), record.size())) {
+  if (!markJournaled(store, page)) {
+    report(store, kFatalError, "MEMORYOVERFLOW", kMsgMemoryOverflow, "the journal");
+    return false;
+  }
+  // The record first, then the header that counts it: a header never counts a
+  // record that is not wholly on disk.
+  size_t size = kRecordHeaderSize + length;
+  uint8_t head[kHeaderSize];
+  if (!writeDurably(store.journal, store.journalEnd, record, size)) {
     report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed, static_cast<long>(page));
     return false;
   }
-  if (store.journaled.size() <= static_cast<size_t>(page)) store.journaled.resize(page + 1, false);
-  store.journaled[page] = true;
+  store.journalEnd += static_cast<long>(size);
+  store.journalRecords += 1;
+  store.journalChecksum = extendChecksum(store.journalChecksum, record, size);
+  fillHeader(head, store);
+  if (!writeDurably(store.journal, 0, head, sizeof head)) {
+    report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed, static_cast<long>(page));
+    return false;
+  }
   return true;
 }
 
-void commit(Store& store) {
+bool protectAll(Store& store) {
+  int32_t pages = store.savedHeapTop / store.pageSize + (store.savedHeapTop % store.pageSize != 0);
+  for (int32_t page = 0; page < pages; ++page) {
+    if (!protectPage(store, page)) return false;
+  }
+  return true;
+}
+
+bool commit(Store& store) {
   if (store.journal != nullptr) {
+    const std::string& name = store.journalName;
+    // The save is acknowledged the moment the journal is durably invalid.
+    static constexpr uint8_t kZeros[4] = {};
+    bool invalidated = writeDurably(store.journal, kMagic, kZeros, sizeof kZeros);
     QmCFileClose(store.journal);
     store.journal = nullptr;
-    remove(nameFor(store.fileName).c_str());
+    if (!invalidated) return failWrite(store, name);
+    // A journal that outlives a crash here is invalid and merely removed later.
+    removeDurably(name);
   }
   store.journaled.clear();
+  store.journalRecords = 0;
   store.savedHeapTop = store.heapTop;
+  return true;
 }
 
-void discard(Store& store) {
-  if (store.journal != nullptr) {
-    QmCFileClose(store.journal);
-    store.journal = nullptr;
-  }
-  if (store.named) remove(nameFor(store.fileName).c_str());
-  store.journaled.clear();
-  store.savedHeapTop = 0;
-}
+namespace {
 
-bool recover(const std::string& name) {
-  std::string journalName = nameFor(name);
-  if (!exists(journalName)) return true;
-  FILE* journal = fopen(journalName.c_str(), "rb");
-  if (journal == nullptr) return false;
+// A journal read into memory and checked against itself and its file.
+struct Contents {
+  int32_t pageSize = 0;
+  int32_t savedHeapTop = 0;
+  std::vector<uint8_t> records;  // the counted records, as in the file
+};
+
+enum class Reading { kNone, kValid, kRefused, kUnreadable };
+
+Reading readJournal(FILE* journal, Contents& out) {
   uint8_t head[kHeaderSize];
-  bool complete = fread(head, 1, sizeof head, journal) == sizeof head &&
-                  memcmp(head + kMagic, kMagicBytes, 4) == 0;
-  if (!complete) {
-    // The journal was being begun: nothing in the file was overwritten yet.
-    fclose(journal);
-    remove(journalName.c_str());
-    return true;
+  if (QmCFileSeek(journal, 0) != 0) return Reading::kUnreadable;
+  if (QmCFileRead(head, sizeof head, journal) != sizeof head ||
+      memcmp(head + kMagic, kMagicBytes, 4) != 0) {
+    // Never begun, or invalidated after its save was done: nothing to undo.
+    return Reading::kNone;
   }
-  int32_t pageSize = decodeFixed32(head + kPageSize);
-  int32_t savedHeapTop = decodeFixed32(head + kSavedHeapTop);
-  FILE* file = fopen(name.c_str(), "r+b");
-  if (file == nullptr || pageSize <= 0 || savedHeapTop < 0) {
-    if (file != nullptr) fclose(file);
-    fclose(journal);
-    return false;
+  out.pageSize = decodeFixed32(head + kPageSize);
+  out.savedHeapTop = decodeFixed32(head + kSavedHeapTop);
+  int32_t count = decodeFixed32(head + kRecordCount);
+  uint32_t expected = static_cast<uint32_t>(decodeFixed32(head + kChecksum));
+  if (out.pageSize < kMinimumPageSize || out.savedHeapTop < kHeaderSize || count < 0) {
+    return Reading::kRefused;
   }
-  std::vector<uint8_t> bytes;
-  bool restored = true;
+  uint32_t crc = seedChecksum(head);
   uint8_t record[kRecordHeaderSize];
-  // Records cut short by a crash were never acted on: their pages were not
-  // overwritten before the record was on disk.
-  while (fread(record, 1, sizeof record, journal) == sizeof record) {
+  for (int32_t i = 0; i < count; ++i) {
+    if (QmCFileRead(record, sizeof record, journal) != sizeof record) return Reading::kRefused;
     int32_t page = decodeFixed32(record + kRecordPage);
     int32_t length = decodeFixed32(record + kRecordLength);
-    if (page < 0 || length < 0 || length > pageSize) break;
-    bytes.resize(static_cast<size_t>(length));
-    if (fread(bytes.data(), 1, bytes.size(), journal) != bytes.size()) break;
-    if (fseek(file, static_cast<long>(page) * pageSize, SEEK_SET) != 0 ||
-        fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) {
-      restored = false;
-      break;
+    if (page < 0 || length < 0 || length > out.pageSize) return Reading::kRefused;
+    size_t at = out.records.size();
+    try {
+      out.records.resize(at + sizeof record + static_cast<size_t>(length));
+    } catch (const std::bad_alloc&) {
+      return Reading::kUnreadable;
+    }
+    memcpy(out.records.data() + at, record, sizeof record);
+    if (QmCFileRead(out.records.data() + at + sizeof record, static_cast<size_t>(length),
+                    journal) != static_cast<size_t>(length)) {
+      return Reading::kRefused;
     }
   }
-  fclose(journal);
-  restored = restored && fflush(file) == 0 && ftruncate(fileno(file), savedHeapTop) == 0 &&
-             fsync(fileno(file)) == 0;
-  fclose(file);
-  if (restored) remove(journalName.c_str());
-  return restored;
+  crc = extendChecksum(crc, out.records.data(), out.records.size());
+  return crc == expected ? Reading::kValid : Reading::kRefused;
+}
+
+// The header the file will have once the journal is applied: page 0's saved
+// bytes when the journal holds them, else the file's own.
+bool restoredHeaderMatches(const Contents& contents, FILE* file) {
+  uint8_t h[header::kSize];
+  // The page size of a file never changes: a file that still has its header
+  // must agree with the journal on it (clear() leaves a file without one).
+  if (QmCFileSeek(file, 0) != 0) return false;
+  if (QmCFileRead(h, sizeof h, file) == sizeof h && header::hasMagic(h) &&
+      header::pageSize(h) != contents.pageSize) {
+    return false;
+  }
+  bool found = false;
+  for (size_t at = 0; at < contents.records.size();) {
+    int32_t page = decodeFixed32(contents.records.data() + at + kRecordPage);
+    int32_t length = decodeFixed32(contents.records.data() + at + kRecordLength);
+    if (page == 0 && length >= header::kSize && !found) {
+      memcpy(h, contents.records.data() + at + kRecordHeaderSize, sizeof h);
+      found = true;
+    }
+    at += kRecordHeaderSize + static_cast<size_t>(length);
+  }
+  if (!found && (QmCFileSeek(file, 0) != 0 || QmCFileRead(h, sizeof h, file) != sizeof h)) {
+    return false;
+  }
+  return header::hasMagic(h) && header::pageSize(h) == contents.pageSize &&
+         header::heapTop(h) == contents.savedHeapTop;
+}
+
+bool apply(const Contents& contents, FILE* file) {
+  for (size_t at = 0; at < contents.records.size();) {
+    const uint8_t* record = contents.records.data() + at;
+    int32_t page = decodeFixed32(record + kRecordPage);
+    size_t length = static_cast<size_t>(decodeFixed32(record + kRecordLength));
+    if (QmCFileSeek(file, static_cast<long>(page) * contents.pageSize) != 0 ||
+        QmCFileWrite(record + kRecordHeaderSize, length, file) != length) {
+      return false;
+    }
+    at += kRecordHeaderSize + length;
+  }
+  return QmCFileTruncate(file, contents.savedHeapTop) == 0 && QmCFileSync(file) == 0;
+}
+
+}  // namespace
+
+bool recover(Store& store) {
+  const char* name = store.fileName.c_str();
+  const std::string& journalName = store.journalName;
+  if (!QmCFileExists(journalName.c_str())) return true;
+  FILE* journal = QmCFileOpen(journalName.c_str(), "rb");
+  if (journal == nullptr) {
+    report(store, kFatalError, "NOFILEOPEN", kMsgCannotOpen, journalName.c_str());
+    return false;
+  }
+  Contents contents;
+  Reading reading = readJournal(journal, contents);
+  QmCFileClose(journal);
+  if (reading == Reading::kNone) {
+    if (removeDurably(journalName)) return true;
+    return failWrite(store, journalName);
+  }
+  if (reading == Reading::kUnreadable) {
+    report(store, kFatalError, "NOFILEOPEN", kMsgCannotOpen, journalName.c_str());
+    return false;
+  }
+  FILE* file = QmCFileOpen(name, "r+b");
+  if (file == nullptr) {
+    report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name, "updating");
+    return false;
+  }
+  if (reading == Reading::kRefused || !restoredHeaderMatches(contents, file)) {
+    QmCFileClose(file);
+    report(store, kFatalError, "ILLEGALJOURNAL", kMsgIllegalJournal, journalName.c_str());
+    return false;
+  }
+  bool restored = apply(contents, file);
+  QmCFileClose(file);
+  if (!restored) {
+    report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name, "updating");
+    return false;
+  }
+  // The file is whole and durable again; a journal that survives a crash
+  // from here on only restores the same bytes once more.
+  if (!removeDurably(journalName)) return failWrite(store, journalName);
+  return true;
 }
 
 }  // namespace qmdb::store::journal

@@ -1,6 +1,7 @@
 #include "Qmdb/store/Store.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "Qmdb/store/PageCache.h"
 #include "Qmencoding/QmCFile.h"
@@ -14,6 +15,8 @@ Store::~Store() {
   // that the next opening rolls the file back.
   if (journal != nullptr) QmCFileClose(journal);
   if (!named && hasFileName) remove(fileName.c_str());
+  free(journalBuffer);
+  QmCFileLockClose(lockDescriptor);
 }
 
 }  // namespace qmdb::store

@@ -126,10 +126,18 @@ struct Store {
   bool readOnly = false;  ///< refuses every modification
   bool changed = false;   ///< modified since hasChanged() last asked
 
+  int lockDescriptor = -1;  ///< holds the advisory lock on a named file; -1 for none
+
   // Rollback journal (Journal.h).
-  int32_t savedHeapTop = 0;     ///< the file's length at the last save; 0 for a new file
-  std::vector<bool> journaled;  ///< pages whose saved bytes are in the journal
-  FILE* journal = nullptr;      ///< the open journal, while a save is pending
+  std::string journalName;           ///< "<file>-journal", made at open so saves need no memory
+  int32_t savedHeapTop = 0;          ///< the file's length at the last save; 0 for a new file
+  std::vector<uint8_t> journaled;    ///< 1 for pages whose saved bytes are in the journal
+  FILE* journal = nullptr;           ///< the open journal, while a save is pending
+  int32_t journalRecords = 0;        ///< records the journal's header counts
+  uint32_t journalChecksum = 0;      ///< checksum of those records
+  long journalEnd = 0;               ///< where the next record goes
+  uint8_t* journalBuffer = nullptr;  ///< one record's room, allocated when the store
+                                     ///< becomes updatable, so that saving allocates nothing
 
   std::unique_ptr<StringPool> pool;  ///< null while read-only (never made)
 

@@ -77,8 +77,13 @@ def test_save_keeps_the_database_open(tmp_path):
     with qmdb.open(path, "w") as db:
         db.root.append("first")
         db.save()
+        with pytest.raises(qmdb.LockedError) as caught:  # a writer holds the file
+            qmdb.open(path, "r")
+        assert caught.value.code == "LOCKED"
+        db.updatable = False  # saves; readers may come in now
         with qmdb.open(path, "r") as reader:
             assert [o.gid for o in reader] == ["first"]
+        db.updatable = True
         db.root.append("second")
     with qmdb.open(path, "u", pages=4, page_size=4096) as db:
         assert [o.gid for o in db] == ["first", "second"]

@@ -1,6 +1,7 @@
 #include "support/TestSupport.h"
 
 #include "Qmdb/Qmdb"
+#include "Qmencoding/QmCFile.h"
 
 #include <dirent.h>
 #include <sys/stat.h>
@@ -41,6 +42,19 @@ std::string renderChildren(::Qmdb& db, long parent) {
     out += renderTree(db, c);
   }
   return out;
+}
+
+std::string crashWithJournal(const std::string& name, const char* text, long pageSize) {
+  ::Qmdb db(name.c_str(), QmdbFileWrite, 1, pageSize);
+  long top = db.addNode(1, text);
+  for (int i = 0; i < 30; ++i) db.addString(top, text);
+  db.flush(false);
+  std::string saved = renderChildren(db, 1);
+  for (int i = 0; i < 100; ++i) db.addString(top, "lost");  // overwrites saved pages
+  QmCFileFailAfter(1, true);  // the process dies before its next save
+  db.flush(false);
+  QmCFileFailAfter(0);
+  return saved;
 }
 
 namespace {

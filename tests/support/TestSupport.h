@@ -18,6 +18,12 @@ std::string renderTree(::Qmdb& db, long object);
 /// Renders the children of a node (or of the database root 1), comma-separated.
 std::string renderChildren(::Qmdb& db, long parent);
 
+/// Makes the database `name` (a node `text` with 30 strings `text`, pages of
+/// `pageSize` bytes, one frame), saves it, then edits on over the saved pages
+/// and cuts the session short as a crash would, leaving a journal; returns
+/// the tree as the save left it.
+std::string crashWithJournal(const std::string& name, const char* text, long pageSize);
+
 /// A directory made fresh under $TMPDIR (or /tmp) and removed with its content.
 class TempDir {
  public:

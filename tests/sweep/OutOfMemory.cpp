@@ -115,6 +115,28 @@ TEST_F(OutOfMemory, ProblemsAreRecordedWithoutMemory) {
   EXPECT_TRUE(db.isValid());
 }
 
+TEST_F(OutOfMemory, HooksAreNotAddedAndNotListedWithoutMemory) {
+  Qmdb db;
+  int data = 7;
+  char name[] = "a hook name long enough to need memory of its own";
+  failAllocationAfter(1);
+  db.addHook(&data, name, nullptr, nullptr);
+  EXPECT_EQ(db.getHook(name), nullptr);
+  db.addHook(&data, name, nullptr, nullptr);
+  EXPECT_EQ(db.getHook(name), &data);
+  failAllocationAfter(1);
+  EXPECT_EQ(db.namesHooked(), nullptr);
+  failAllocationAfter(2);  // the array is made, the copy of the name is not
+  EXPECT_EQ(db.namesHooked(), nullptr);
+  failAllocationAfter(0);
+  char** names = db.namesHooked();
+  ASSERT_NE(names, nullptr);
+  EXPECT_STREQ(names[0], name);
+  EXPECT_EQ(names[1], nullptr);
+  free(names[0]);
+  free(names);
+}
+
 TEST_F(OutOfMemory, ANewThreadsHoldingStringsFailSoftlyAndGoWithIt) {
   Qmdb db;
   ASSERT_TRUE(db.pushCoding("ISO8859-1"));

@@ -8,6 +8,13 @@
 
 namespace qmdbtool {
 
+bool printCheck(Qmdb& db, const std::string& dbName, std::ostream& out) {
+  CheckReport report = checkDatabase(db, dbName.c_str(), out);
+  if (report.problems != 0) return false;
+  out << dbName << ": ok (" << report.objects << " objects, " << report.indexes << " indexes)\n";
+  return true;
+}
+
 int checkCommand(const Args& args) {
   ParsedArgs parsed = parseArgs(args, {});
   if (!parsed.error.empty()) return usageError("check", parsed.error);
@@ -15,11 +22,7 @@ int checkCommand(const Args& args) {
   const std::string& dbName = parsed.positional[0];
   std::unique_ptr<Qmdb> db = openDatabase(dbName, QmdbFileRead);
   if (!db) return kFailure;
-  CheckReport report = checkDatabase(*db, dbName.c_str(), std::cout);
-  if (report.problems != 0) return kFailure;
-  std::cout << dbName << ": ok (" << report.objects << " objects, " << report.indexes
-            << " indexes)\n";
-  return kOk;
+  return printCheck(*db, dbName, std::cout) ? kOk : kFailure;
 }
 
 }  // namespace qmdbtool

@@ -3,7 +3,7 @@
 // objects up by key or key range, and list the keys and the indexes.
 #include "Tool.h"
 
-#include <cstdio>
+#include <iostream>
 
 namespace qmdbtool {
 namespace {
@@ -19,6 +19,55 @@ long openIndex(const std::string& dbName, const std::string& indexName, std::uni
 }
 
 }  // namespace
+
+IndexFill fillIndex(Qmdb& db, long index, QmdbList& objects, const std::string& attribute) {
+  IndexFill fill;
+  for (long object = objects.first(); object != 0; object = objects.next()) {
+    long stored = 0;
+    if (attribute.empty()) {
+      stored = db.putIndex(index, object, nullptr, false);
+    } else {
+      long a =
+          db.attribute(object, attribute.c_str(), QmdbNoAttributeType, QmdbNoAttributeClass, true);
+      const char* value = a != 0 ? db.attrValue(a) : nullptr;
+      if (value != nullptr) stored = db.putIndex(index, object, copyText(value).c_str(), false);
+    }
+    if (stored != 0) {
+      ++fill.indexed;
+    } else {
+      ++fill.skipped;
+    }
+  }
+  return fill;
+}
+
+std::string describeFill(const std::string& indexName, const std::string& attribute,
+                         const IndexFill& fill) {
+  return indexName + ": " + std::to_string(fill.indexed) + " indexed, " +
+         std::to_string(fill.skipped) + " skipped (" +
+         (attribute.empty() ? "no text" : "no attribute " + attribute) + ")";
+}
+
+void printKeys(Qmdb& db, long index, std::ostream& out) {
+  QmdbStringList keys;
+  db.indexKeys(&keys, index);
+  for (const char* key = keys.first(); key != nullptr; key = keys.next()) out << key << '\n';
+}
+
+void printIndexes(Qmdb& db, std::ostream& out) {
+  long limit = db.getSize() / 16;
+  for (long index = db.index(nullptr); index != 0 && limit-- > 0; index = db.nextIndex(index)) {
+    out << copyText(db.indexName(index)) << '\t' << db.indexKeys(nullptr, index) << '\n';
+  }
+}
+
+void printLookup(Qmdb& db, long index, const std::string& from, const std::string* to,
+                 std::ostream& out) {
+  std::string key = from, end = to != nullptr ? *to : "";
+  QmdbList found;
+  db.getIndex(&found, index, &key[0], to != nullptr ? &end[0] : nullptr);
+  printObjects(db, found, out);
+}
 
 int indexCommand(const Args& args) {
   ParsedArgs parsed = parseArgs(args, {}, {"--key"});
@@ -44,29 +93,12 @@ int indexCommand(const Args& args) {
   if (index == 0) index = db->addIndex(indexName.c_str());
   if (index == 0) return failure(dbName, "cannot make the index '" + indexName + "'", db.get());
 
-  long indexed = 0, skipped = 0;
-  for (long object = found.first(); object != 0; object = found.next()) {
-    long stored = 0;
-    if (attribute.empty()) {
-      stored = db->putIndex(index, object, nullptr, false);
-    } else {
-      long a =
-          db->attribute(object, attribute.c_str(), QmdbNoAttributeType, QmdbNoAttributeClass, true);
-      const char* value = a != 0 ? db->attrValue(a) : nullptr;
-      if (value != nullptr) stored = db->putIndex(index, object, copyText(value).c_str(), false);
-    }
-    if (stored != 0) {
-      ++indexed;
-    } else {
-      ++skipped;
-    }
-  }
+  IndexFill fill = fillIndex(*db, index, found, attribute);
   db->flush(false);
   if (!db->isValid() || hasError(*db)) {
     return failure(dbName, "cannot update the index '" + indexName + "'", db.get());
   }
-  printf("%s: %ld indexed, %ld skipped (%s)\n", indexName.c_str(), indexed, skipped,
-         attribute.empty() ? "no text" : ("no attribute " + attribute).c_str());
+  std::cout << describeFill(indexName, attribute, fill) << '\n';
   return kOk;
 }
 
@@ -79,13 +111,8 @@ int lookupCommand(const Args& args) {
   std::unique_ptr<Qmdb> db;
   long index = openIndex(parsed.positional[0], parsed.positional[1], db);
   if (index == 0) return kFailure;
-  std::string from = parsed.positional[2];
-  std::string to = parsed.positional.size() == 4 ? parsed.positional[3] : "";
-  QmdbList found;
-  db->getIndex(&found, index, &from[0], parsed.positional.size() == 4 ? &to[0] : nullptr);
-  for (long object = found.first(); object != 0; object = found.next()) {
-    printf("%s\n", describeObject(*db, object).c_str());
-  }
+  const std::string* to = parsed.positional.size() == 4 ? &parsed.positional[3] : nullptr;
+  printLookup(*db, index, parsed.positional[2], to, std::cout);
   return kOk;
 }
 
@@ -96,9 +123,7 @@ int keysCommand(const Args& args) {
   std::unique_ptr<Qmdb> db;
   long index = openIndex(parsed.positional[0], parsed.positional[1], db);
   if (index == 0) return kFailure;
-  QmdbStringList keys;
-  db->indexKeys(&keys, index);
-  for (const char* key = keys.first(); key != nullptr; key = keys.next()) printf("%s\n", key);
+  printKeys(*db, index, std::cout);
   return kOk;
 }
 
@@ -108,11 +133,7 @@ int indexesCommand(const Args& args) {
   if (parsed.positional.size() != 1) return usageError("indexes", "expects DB.qmb");
   std::unique_ptr<Qmdb> db = openDatabase(parsed.positional[0], QmdbFileRead);
   if (!db) return kFailure;
-  long limit = db->getSize() / 16;
-  for (long index = db->index(nullptr); index != 0 && limit-- > 0; index = db->nextIndex(index)) {
-    std::string name = copyText(db->indexName(index));
-    printf("%s\t%ld\n", name.c_str(), db->indexKeys(nullptr, index));
-  }
+  printIndexes(*db, std::cout);
   return kOk;
 }
 

@@ -4,6 +4,7 @@
 #include "Tool.h"
 
 #include <cstdio>
+#include <iostream>
 
 namespace qmdbtool {
 namespace {
@@ -35,17 +36,9 @@ std::string outlineLine(Qmdb& db, long object) {
   }
 }
 
-bool isWhitespace(const char* text) {
-  if (text == nullptr) return false;
-  for (; *text != '\0'; ++text) {
-    if (*text != ' ' && *text != '\t' && *text != '\n' && *text != '\r') return false;
-  }
-  return true;
-}
+}  // namespace
 
-// Prints the outline of `top` (1: the whole document), without the strings of
-// whitespace alone unless `whitespace`; false when the walk does not end.
-bool printOutline(Qmdb& db, long top, bool whitespace) {
+bool printOutline(Qmdb& db, long top, bool whitespace, std::ostream& out) {
   long steps = walkLimit(db);
   size_t depth = 0;
   long p = top;
@@ -57,7 +50,7 @@ bool printOutline(Qmdb& db, long top, bool whitespace) {
     QmdbObjectType kind = db.objectType(p);
     bool indentation = kind == QmdbString && !whitespace && isWhitespace(db.getValue(p));
     if (p > 0 && !indentation) {
-      printf("%s%s\n", std::string(depth * 2, ' ').c_str(), outlineLine(db, p).c_str());
+      out << std::string(depth * 2, ' ') << outlineLine(db, p) << '\n';
       if (kind == QmdbNode) ++depth;
     } else if (p < 0 && depth > 0) {  // a damaged file may end more nodes than it started
       --depth;
@@ -68,7 +61,11 @@ bool printOutline(Qmdb& db, long top, bool whitespace) {
   return true;
 }
 
-}  // namespace
+void printObjects(Qmdb& db, QmdbList& objects, std::ostream& out) {
+  for (long object = objects.first(); object != 0; object = objects.next()) {
+    out << describeObject(db, object) << '\n';
+  }
+}
 
 int treeCommand(const Args& args) {
   ParsedArgs parsed = parseArgs(args, {"--whitespace"});
@@ -87,7 +84,7 @@ int treeCommand(const Args& args) {
     tops.add(1);
   }
   for (long top = tops.first(); top != 0; top = tops.next()) {
-    if (!printOutline(*db, top, parsed.has("--whitespace"))) {
+    if (!printOutline(*db, top, parsed.has("--whitespace"), std::cout)) {
       return failure(dbName, "the document tree is damaged (run 'qmdb check')", db.get());
     }
   }
@@ -104,12 +101,8 @@ int findCommand(const Args& args) {
   QmdbList found;
   const std::string& path = parsed.positional[1];
   db->findPath(&found, path.c_str(), 1, !parsed.has("-i"));
-  for (long object = found.first(); object != 0; object = found.next()) {
-    printf("%s\n", describeObject(*db, object).c_str());
-  }
-  bool looksLikeXPath = (!path.empty() && path[0] == '/') || path.find("//") != std::string::npos ||
-                        path.find_first_of("[@") != std::string::npos;
-  if (found.length() == 0 && looksLikeXPath) {
+  printObjects(*db, found, std::cout);
+  if (found.length() == 0 && looksLikeXPath(path)) {
     fprintf(stderr,
             "qmdb find: nothing found; '%s' looks like XPath, which find does not read\n"
             "(find takes names, *, ., .. and ... between slashes, from the root)\n"

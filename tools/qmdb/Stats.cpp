@@ -6,9 +6,59 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <iostream>
 
 namespace qmdbtool {
+
+bool printStats(Qmdb& db, const std::string& dbName, std::ostream& out) {
+  long counts[5] = {0, 0, 0, 0, 0};  // by QmdbObjectType
+  long comments = 0, attributes = 0, maxDepth = 0, depth = 0;
+  long steps = walkLimit(db);
+  for (long p = db.next(1, QmdbTree); p != 0; p = db.next(p, QmdbTree)) {
+    if (--steps < 0) return false;
+    if (p < 0) {
+      --depth;
+      continue;
+    }
+    QmdbObjectType kind = db.objectType(p);
+    if (kind < QmdbNode || kind > QmdbPi) kind = QmdbNoObject;
+    ++counts[kind];
+    if (kind == QmdbPi && copyText(db.getId(p)) == kCommentTarget) ++comments;
+    if (kind == QmdbNode) maxDepth = std::max(maxDepth, ++depth);
+    if (kind == QmdbNode || kind == QmdbEntity || kind == QmdbPi) {
+      long limit = db.getSize() / 16;
+      for (long a = db.attribute(p, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
+           a != 0 && limit-- > 0; a = db.nextAttribute(a)) {
+        ++attributes;
+      }
+    }
+  }
+
+  struct stat info;
+  long long fileSize = stat(dbName.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : -1;
+  out << "file         " << dbName << "\n";
+  out << "file size    " << fileSize << " bytes\n";
+  out << "page size    " << db.getPageSize() << " bytes\n";
+  out << "heap size    " << db.getSize() << " bytes\n";
+  out << "nodes        " << counts[QmdbNode] << "\n";
+  out << "strings      " << counts[QmdbString] << "\n";
+  out << "entities     " << counts[QmdbEntity] << "\n";
+  out << "pis          " << counts[QmdbPi] << " (" << comments << " of them comments)\n";
+  if (counts[QmdbNoObject] != 0) out << "unknown      " << counts[QmdbNoObject] << "\n";
+  out << "attributes   " << attributes << "\n";
+  out << "depth        " << maxDepth << "\n";
+
+  long indexes = 0;
+  std::string lines;
+  long limit = db.getSize() / 16;
+  for (long index = db.index(nullptr); index != 0 && limit-- > 0; index = db.nextIndex(index)) {
+    ++indexes;
+    lines += "  " + copyText(db.indexName(index)) + "\t" +
+             std::to_string(db.indexKeys(nullptr, index)) + " keys\n";
+  }
+  out << "indexes      " << indexes << "\n" << lines;
+  return true;
+}
 
 int statsCommand(const Args& args) {
   ParsedArgs parsed = parseArgs(args, {});
@@ -17,53 +67,9 @@ int statsCommand(const Args& args) {
   const std::string& dbName = parsed.positional[0];
   std::unique_ptr<Qmdb> db = openDatabase(dbName, QmdbFileRead);
   if (!db) return kFailure;
-
-  long counts[5] = {0, 0, 0, 0, 0};  // by QmdbObjectType
-  long comments = 0, attributes = 0, maxDepth = 0, depth = 0;
-  long steps = walkLimit(*db);
-  for (long p = db->next(1, QmdbTree); p != 0; p = db->next(p, QmdbTree)) {
-    if (--steps < 0) return failure(dbName, "the document tree is damaged (run 'qmdb check')");
-    if (p < 0) {
-      --depth;
-      continue;
-    }
-    QmdbObjectType kind = db->objectType(p);
-    if (kind < QmdbNode || kind > QmdbPi) kind = QmdbNoObject;
-    ++counts[kind];
-    if (kind == QmdbPi && copyText(db->getId(p)) == kCommentTarget) ++comments;
-    if (kind == QmdbNode) maxDepth = std::max(maxDepth, ++depth);
-    if (kind == QmdbNode || kind == QmdbEntity || kind == QmdbPi) {
-      long limit = db->getSize() / 16;
-      for (long a = db->attribute(p, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
-           a != 0 && limit-- > 0; a = db->nextAttribute(a)) {
-        ++attributes;
-      }
-    }
+  if (!printStats(*db, dbName, std::cout)) {
+    return failure(dbName, "the document tree is damaged (run 'qmdb check')");
   }
-
-  struct stat info;
-  long long fileSize = stat(dbName.c_str(), &info) == 0 ? static_cast<long long>(info.st_size) : -1;
-  printf("file         %s\n", dbName.c_str());
-  printf("file size    %lld bytes\n", fileSize);
-  printf("page size    %ld bytes\n", db->getPageSize());
-  printf("heap size    %ld bytes\n", db->getSize());
-  printf("nodes        %ld\n", counts[QmdbNode]);
-  printf("strings      %ld\n", counts[QmdbString]);
-  printf("entities     %ld\n", counts[QmdbEntity]);
-  printf("pis          %ld (%ld of them comments)\n", counts[QmdbPi], comments);
-  if (counts[QmdbNoObject] != 0) printf("unknown      %ld\n", counts[QmdbNoObject]);
-  printf("attributes   %ld\n", attributes);
-  printf("depth        %ld\n", maxDepth);
-
-  long indexes = 0;
-  std::string lines;
-  long limit = db->getSize() / 16;
-  for (long index = db->index(nullptr); index != 0 && limit-- > 0; index = db->nextIndex(index)) {
-    ++indexes;
-    lines += "  " + copyText(db->indexName(index)) + "\t" +
-             std::to_string(db->indexKeys(nullptr, index)) + " keys\n";
-  }
-  printf("indexes      %ld\n%s", indexes, lines.c_str());
   return kOk;
 }
 

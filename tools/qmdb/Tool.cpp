@@ -83,6 +83,14 @@ std::string shortText(const std::string& text, size_t limit) {
   return out;
 }
 
+bool isWhitespace(const char* text) {
+  if (text == nullptr) return false;
+  for (; *text != '\0'; ++text) {
+    if (*text != ' ' && *text != '\t' && *text != '\n' && *text != '\r') return false;
+  }
+  return true;
+}
+
 const char* kindName(QmdbObjectType kind) {
   switch (kind) {
     case QmdbNode:

@@ -10,9 +10,14 @@
 
 #include <map>
 #include <memory>
+#include <ostream>
 #include <set>
 #include <string>
 #include <vector>
+
+namespace QmdbXPath {
+struct Node;
+}
 
 namespace qmdbtool {
 
@@ -40,6 +45,7 @@ int keysCommand(const Args& args);
 int indexesCommand(const Args& args);
 int statsCommand(const Args& args);
 int checkCommand(const Args& args);
+int shellCommand(const Args& args);
 
 /// A command's arguments split into positional ones and options.
 struct ParsedArgs {
@@ -69,6 +75,8 @@ std::string copyText(const char* text);
 /// The text with newlines, CRs and tabs shown as \n, \r and \t, cut after
 /// `limit` characters (whole UTF-8 sequences) with "..." appended.
 std::string shortText(const std::string& text, size_t limit = 60);
+/// True when `text` is not null and holds only spaces, tabs, newlines and CRs.
+bool isWhitespace(const char* text);
 /// "node", "string", "entity" or "pi"; "?" for anything else.
 const char* kindName(QmdbObjectType kind);
 /// The text content of an object: a string's text, an entity's value, a pi's
@@ -78,6 +86,51 @@ std::string textContent(Qmdb& db, long object, size_t limit);
 /// One line on an object, tab-separated: handle, kind, name (gid, entity name
 /// or pi target; "-" for none) and a short text.
 std::string describeObject(Qmdb& db, long object);
+/// True when `path` looks like XPath rather than the library's path language:
+/// it begins with '/' or holds "//", '[' or '@'.
+bool looksLikeXPath(const std::string& path);
+/// One line on an XPath node, as describeObject's: handle, kind, name ("-"
+/// for none) and a short text; an attribute is shown by its owner's handle.
+std::string describeNode(Qmdb& db, const QmdbXPath::Node& node);
+/// Writes the node-set (a describeNode line per node) or the value (as
+/// XPath's string() converts it) that `expression` gives from `context`. The nodes are written as
+/// they are found, never all held at once. False with `error` set ("MESSAGE at offset N") when it
+/// cannot be evaluated.
+bool printXPath(Qmdb& db, const std::string& expression, long context,
+                const std::map<std::string, std::string>& variables, std::ostream& out,
+                std::string& error);
+/// Writes describeObject's line for each object of `objects`, in list order.
+void printObjects(Qmdb& db, QmdbList& objects, std::ostream& out);
+/// Writes the indented outline of `top` (1: the whole document), leaving out
+/// the strings of whitespace alone unless `whitespace`; false when the walk
+/// does not end (a damaged tree).
+bool printOutline(Qmdb& db, long top, bool whitespace, std::ostream& out);
+/// Writes the counts of what the database (whose file is `dbName`) holds;
+/// false when the document tree is damaged.
+bool printStats(Qmdb& db, const std::string& dbName, std::ostream& out);
+/// Runs the integrity check, writing each problem or the "ok" verdict; true when sound.
+bool printCheck(Qmdb& db, const std::string& dbName, std::ostream& out);
+/// Writes one line per index: its name and its number of keys, tab-separated.
+void printIndexes(Qmdb& db, std::ostream& out);
+/// Writes the keys of `index`, one a line, in byte order.
+void printKeys(Qmdb& db, long index, std::ostream& out);
+/// Writes, as printObjects, the entries of `index` under `from`, or with `to`
+/// under every key from `from` up to the keys that begin with `to`.
+void printLookup(Qmdb& db, long index, const std::string& from, const std::string* to,
+                 std::ostream& out);
+
+/// What fillIndex stored.
+struct IndexFill {
+  long indexed = 0;
+  long skipped = 0;  // objects without the attribute, or refused
+};
+/// Stores every object of `objects` in `index`: under the value of its
+/// attribute `attribute`, or under its own text when `attribute` is empty.
+IndexFill fillIndex(Qmdb& db, long index, QmdbList& objects, const std::string& attribute);
+/// "NAME: N indexed, M skipped (no attribute A)", the report of an index fill.
+std::string describeFill(const std::string& indexName, const std::string& attribute,
+                         const IndexFill& fill);
+
 /// The most objects that a walk can meet in the database: every object takes
 /// at least 24 bytes of heap, so a longer walk means a damaged file.
 long walkLimit(const Qmdb& db);

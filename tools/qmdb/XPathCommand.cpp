@@ -54,8 +54,8 @@ const char* nodeKind(Qmdb& db, const QmdbXPath::Node& node) {
   return kindName(db.objectType(node.object));
 }
 
-// One line on a node: handle, kind, name ("-" for none) and a short text; an
-// attribute is shown by its owner's handle.
+}  // namespace
+
 std::string describeNode(Qmdb& db, const QmdbXPath::Node& node) {
   QmdbObjectType type = db.objectType(node.object);
   if (node.attribute == 0 && type != QmdbString && type != QmdbEntity) {
@@ -66,6 +66,8 @@ std::string describeNode(Qmdb& db, const QmdbXPath::Node& node) {
   return std::to_string(node.object) + "\t" + nodeKind(db, node) + "\t" +
          (name.empty() ? "-" : name) + "\t" + shortText(QmdbXPath::stringValue(db, node));
 }
+
+namespace {
 
 std::string jsonNode(Qmdb& db, const QmdbXPath::Node& node) {
   std::string out = "{\"handle\":" + std::to_string(node.object);

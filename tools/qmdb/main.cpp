@@ -98,6 +98,26 @@ const Command kCommands[] = {
      "Prints the file size, page size and heap size of DB.qmb, the number of\n"
      "objects of each kind and of attributes in the document (objects that are\n"
      "not in the tree are not counted), and the indexes with their key counts."},
+    {"shell", shellCommand, "shell [DB.qmb] [-c COMMANDS] [--bail]",
+     "An interactive shell over DB.qmb (a new database when there is no such\n"
+     "file), with line editing and a history kept in ~/.qmdb_history (or\n"
+     "$QMDB_HISTORY). It keeps a current node, looks (ls, cd, pwd, tree, find,\n"
+     "xpath, attrs, stats, check, indexes, keys, lookup) and edits (set-attr,\n"
+     "rm-attr, set-text, rename, add-node, add-text, rm, mv, cp, index,\n"
+     "drop-index).\n"
+     "Edits go to a working copy beside the file (DB.qmb.shell-PID) until\n"
+     "'save'; quit asks before unsaved edits are lost. 'help' in the shell lists\n"
+     "the commands.\n"
+     "\n"
+     "Commands are read from standard input when it is not a terminal, one or\n"
+     "more a line separated by ';', or from -c. At the end of such input,\n"
+     "unsaved edits are discarded with a warning and exit status 1.\n"
+     "\n"
+     "  -c COMMANDS  run COMMANDS (separated by ';') instead of reading input\n"
+     "  --bail       stop at the first command that fails (exit status 1)\n"
+     "\n"
+     "Exit status: 0 when every command succeeded, 1 when one failed, 2 for\n"
+     "wrong arguments."},
     {"check", checkCommand, "check DB.qmb",
      "Verifies DB.qmb: its header, every object of the document tree and its\n"
      "links, the attribute lists, and that every index entry names a live object.\n"
