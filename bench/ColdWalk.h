@@ -3,6 +3,7 @@
 #ifndef QMDB_BENCH_COLDWALK_H
 #define QMDB_BENCH_COLDWALK_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -14,6 +15,12 @@ struct WalkReport {
   double seconds = 0;  ///< open (and parse) plus walk, measured in the child
   long peakRssKb = 0;  ///< the child's VmHWM (peak resident set)
 };
+
+/// The pseudo-peer whose "walk" is Qmdb's search and index work
+/// (searchAndIndexQmdb), run in a fresh process for its peak memory.
+inline constexpr char kQmdbWork[] = "Qmdb-work";
+/// The lookups that work makes.
+inline constexpr size_t kWorkLookups = 200000;
 
 /// Spawns `self walk peer path` and parses its report; throws when the child fails.
 WalkReport runColdWalk(const std::string& self, const std::string& peer, const std::string& path);
