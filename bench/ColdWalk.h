@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -15,6 +16,10 @@ struct WalkReport {
   double seconds = 0;  ///< open (and parse) plus walk, measured in the child
   long peakRssKb = 0;  ///< the child's VmHWM (peak resident set)
 };
+
+/// Runs `self` with `args` in a fresh process and gives its standard output;
+/// throws when it cannot start or does not exit with 0.
+std::string runSelf(const std::string& self, const std::vector<std::string>& args);
 
 /// The pseudo-peer whose "walk" is Qmdb's search and index work
 /// (searchAndIndexQmdb), run in a fresh process for its peak memory.

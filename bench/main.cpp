@@ -3,6 +3,7 @@
 //
 //   qmdb_bench run [--size small|large|huge] [--mb N] [--dir D] [--results F] [--repeat N]
 //   qmdb_bench walk PEER FILE        (the cold walk, run in a fresh process by `run`)
+//   qmdb_bench xpath PEER FILE EXPR  (one XPath query, run in a fresh process by `run`)
 //   qmdb_bench generate MB FILE      (writes the generated document as XML)
 #include <unistd.h>
 
@@ -16,6 +17,7 @@
 #include "ColdWalk.h"
 #include "Generator.h"
 #include "Runner.h"
+#include "XPathBench.h"
 #include "XmlWriter.h"
 
 namespace {
@@ -25,6 +27,7 @@ int usage() {
           "usage: qmdb_bench run [--size small|large|huge] [--mb N] [--dir D] [--results F] "
           "[--repeat N]\n"
           "       qmdb_bench walk PEER FILE\n"
+          "       qmdb_bench xpath PEER FILE EXPR\n"
           "       qmdb_bench generate MB FILE\n");
   return 2;
 }
@@ -77,6 +80,7 @@ int main(int argc, char** argv) {
   try {
     if (command == "run") return run(argc, argv);
     if (command == "walk" && argc == 4) return bench::walkCommand(argv[2], argv[3]);
+    if (command == "xpath" && argc == 5) return bench::xpathCommand(argv[2], argv[3], argv[4]);
     if (command == "generate" && argc == 4) {
       bench::Document doc = bench::generateDocument(atof(argv[2]));
       size_t bytes = bench::writeXml(doc.events, argv[3]);
