@@ -7,6 +7,7 @@
 #include "Qmdb/Qmdb"
 #include "Qmdb/edits/Attributes.h"
 #include "Qmdb/edits/Links.h"
+#include "Qmdb/handle/HoldingString.h"
 #include "Qmdb/handle/Internal.h"
 #include "Qmdb/handle/Placement.h"
 #include "Qmdb/objects/ChildList.h"
@@ -22,15 +23,20 @@ namespace store = qmdb::store;
 namespace {
 
 // An owned copy of a text that may be null; not ok() when memory ran out,
-// and then the copy fails.
+// either for the copy or for the getter's conversion that gave it (a null
+// text may mean either "none" or "no memory"), and then the copy fails.
 class Text {
  public:
-  explicit Text(const char* text) : absent_(text == nullptr), text_(text, -1) {}
-  bool ok() const { return !text_.Failed(); }
+  explicit Text(const char* text)
+      : absent_(text == nullptr), ranOut_(qmdb::handle::conversionRanOut()), text_(text, -1) {
+    qmdb::handle::conversionRanOut() = false;
+  }
+  bool ok() const { return !ranOut_ && !text_.Failed(); }
   const char* get() const { return absent_ ? nullptr : text_.Data(); }
 
  private:
   bool absent_;
+  bool ranOut_;
   QmTString text_;
 };
 
@@ -44,6 +50,7 @@ long Qmdb::copy(const Qmdb* db, long object, bool copyAttributes, bool copyValue
   long o = objects::handleOf(object);
   if (o == 0 || o == objects::kRoot) return 0;
   QmdbObjectType kind = source.objectType(o);
+  qmdb::handle::conversionRanOut() = false;  // each Text below reads its getter's mark
   long n = 0;
   long a = 0;
   bool carriesAttributes = kind == QmdbNode || kind == QmdbEntity || kind == QmdbPi;

@@ -18,6 +18,7 @@ pthread_key_t chainKey;
 bool keyMade = false;
 
 thread_local HoldingSlot* chain = nullptr;
+thread_local bool ranOut = false;
 
 void freeChain(void* first) {
   for (HoldingSlot* slot = static_cast<HoldingSlot*>(first); slot != nullptr;) {
@@ -43,6 +44,10 @@ __attribute__((destructor)) void deleteKey() {
 }
 
 }  // namespace
+
+bool& conversionRanOut() {
+  return ranOut;
+}
 
 QmTString* holdingString(HoldingSlot& slot) {
   if (slot.string != nullptr) return slot.string;

@@ -23,6 +23,11 @@ struct HoldingSlot {
 /// The slot's string, made on first need; null when memory runs out.
 QmTString* holdingString(HoldingSlot& slot);
 
+/// This thread's mark that a text result could not be converted for want of
+/// memory (its getter then gave null). Set by the conversion; a caller that
+/// must tell "no text" from "no memory" (copying) clears it first.
+bool& conversionRanOut();
+
 }  // namespace qmdb::handle
 
 #endif

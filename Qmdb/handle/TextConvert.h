@@ -31,14 +31,18 @@ inline bool textIn(const QmCEncoding* encoding, const char* text, HoldingSlot& s
 }
 
 /// A result in the caller's coding: `stored` itself, or its conversion kept
-/// in the slot's string; null when `stored` is null or memory ran out.
+/// in the slot's string; null when `stored` is null or memory ran out (which
+/// also sets conversionRanOut()).
 inline char* textOut(const QmCEncoding* encoding, const char* stored, HoldingSlot& slot) {
   if (stored == nullptr) return nullptr;
   if (encoding == nullptr || encoding->IsTransparent()) return const_cast<char*>(stored);
   QmTString* holder = holdingString(slot);
-  if (holder == nullptr) return nullptr;
-  *holder = encoding->Encoder()(stored, -1);
-  return holder->Failed() ? nullptr : const_cast<char*>(holder->Data());
+  if (holder != nullptr) *holder = encoding->Encoder()(stored, -1);
+  if (holder == nullptr || holder->Failed()) {
+    conversionRanOut() = true;
+    return nullptr;
+  }
+  return const_cast<char*>(holder->Data());
 }
 
 }  // namespace qmdb::handle

@@ -23,3 +23,7 @@ execute_process(COMMAND ${BINARY}/xml_flat_test ${BINARY} RESULT_VARIABLE result
 if(result)
   message(FATAL_ERROR "the C test of the XML component failed")
 endif()
+execute_process(COMMAND ${BINARY}/xpath_c_test ${BINARY}/indexed.qmb RESULT_VARIABLE result)
+if(result)
+  message(FATAL_ERROR "the C test of the XPath function failed")
+endif()

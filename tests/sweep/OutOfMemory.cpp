@@ -104,6 +104,26 @@ TEST_F(OutOfMemory, ConvertingCallsFailAndChangeNothing) {
   EXPECT_STREQ(buffer, "");
 }
 
+TEST_F(OutOfMemory, ACopyWhoseTextCannotBeConvertedFails) {
+  Qmdb source;
+  ASSERT_TRUE(source.pushCoding("ISO8859-1"));
+  long n = source.addNode(1, kLatin1);
+  long s = source.addString(n, kLatin1);
+  ASSERT_STREQ(source.getId(n), kLatin1);  // its holding strings exist from here on
+  ASSERT_STREQ(source.getValue(s), kLatin1);
+  Qmdb target;
+  failAllocationAfter(1);  // the getter's conversion: the text would look absent
+  EXPECT_EQ(target.addCopy(1, &source, n, true, true, false, false), 0);
+  failAllocationAfter(1);
+  EXPECT_EQ(target.addCopy(1, &source, s, true, true, false, false), 0);
+  failAllocationAfter(0);
+  EXPECT_EQ(renderChildren(target, 1), "");
+  long copied = target.addTreeCopy(1, &source, n, true, true, false, false);
+  // Out through the source's coding, in through the target's transparent one.
+  EXPECT_EQ(renderChildren(target, 1), std::string(kLatin1) + "('" + kLatin1 + "')");
+  EXPECT_STREQ(target.getId(copied), kLatin1);
+}
+
 TEST_F(OutOfMemory, ProblemsAreRecordedWithoutMemory) {
   Qmdb db;
   long a = db.addNode(1, "a");
