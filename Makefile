@@ -1,14 +1,15 @@
 # The front door: every target first makes sure the machine has what it needs.
 #   make demo   the library's main job on a bundled example
 #   make test   build everything under ASan/UBSan and run every test
-#   make bench  peer benchmarks (about 10 MB of XML); bench-large: about 100 MB
+#   make bench  peer benchmarks (about 10 MB of XML); bench-large: about 100 MB;
+#               bench-huge: about 1000 MB (the peers need several GB of memory)
 #   make fuzz   build and run each fuzz harness (FUZZ_SECONDS each, default 60)
 #   make format format the sources with .clang-format
 BUILD ?= build
 JOBS ?= 2
 FUZZ_SECONDS ?= 60
 
-.PHONY: all bootstrap configure build demo test bench bench-large fuzz format clean
+.PHONY: all bootstrap configure build demo test bench bench-large bench-huge fuzz format clean
 
 all: build
 
@@ -33,6 +34,9 @@ bench: bootstrap
 
 bench-large: bootstrap
 	@scripts/bench $(BUILD)/release large
+
+bench-huge: bootstrap
+	@scripts/bench $(BUILD)/release huge
 
 fuzz: bootstrap
 	@scripts/fuzz $(BUILD)/fuzz $(FUZZ_SECONDS)

@@ -21,6 +21,7 @@ bool AxisCursor::nextChild(Node& out) {
     lastText_ = text;
     if (skip) continue;
     out = Node{h, 0};
+    kind_ = kind;
     return true;
   }
   return false;
@@ -46,6 +47,7 @@ bool AxisCursor::nextInWalk(Node& out) {
     lastText_ = text;
     if (skip) continue;
     out = Node{p, 0};
+    kind_ = kind;
     return true;
   }
   return false;
@@ -63,6 +65,7 @@ bool AxisCursor::nextPreceding(Node& out) {
     if (p < 0) {
       if (std::find(ancestors_.begin(), ancestors_.end(), -p) != ancestors_.end()) continue;
       out = Node{-p, 0};
+      kind_ = NodeKind::Element;
       return true;
     }
     NodeKind kind = objectKind(db_, p);
@@ -72,6 +75,7 @@ bool AxisCursor::nextPreceding(Node& out) {
       if (before != 0 && objectKind(db_, before) == NodeKind::Text) continue;
     }
     out = Node{p, 0};
+    kind_ = kind;
     return true;
   }
   return false;
@@ -85,6 +89,7 @@ bool AxisCursor::nextPrecedingSibling(Node& out) {
     if (kind == NodeKind::Hidden || kind == NodeKind::None) continue;
     if (kind == NodeKind::Text && pos_ != 0 && objectKind(db_, pos_) == NodeKind::Text) continue;
     out = Node{h, 0};
+    kind_ = kind;
     return true;
   }
   return false;
@@ -96,12 +101,14 @@ bool AxisCursor::nextAttribute(Node& out) {
     pos_ = db_.nextAttribute(a);
     if (isNamespaceDeclaration(db_.attrName(a))) continue;
     out = Node{origin_.object, a};
+    kind_ = NodeKind::Attribute;
     return true;
   }
   return false;
 }
 
 bool AxisCursor::next(Node& out) {
+  kind_ = NodeKind::None;
   if (done_) return false;
   bool first = !started_;
   started_ = true;

@@ -20,6 +20,8 @@ class AxisCursor {
   AxisCursor(Qmdb& db, Axis axis, const Node& origin);
   /// The next node of the axis into `out`; false when there are no more.
   bool next(Node& out);
+  /// The kind of the node that next() gave, when the walk learnt it; None otherwise.
+  NodeKind lastKind() const { return kind_; }
 
  private:
   bool nextChild(Node& out);
@@ -37,6 +39,7 @@ class AxisCursor {
   long end_ = 0;           // the walk's end position (descendants), 0 for the tree's end
   bool lastText_ = false;  // the position before pos_ was a string or entity
   std::vector<long> ancestors_;
+  NodeKind kind_ = NodeKind::None;
 };
 
 }  // namespace qmdbxpath

@@ -5,9 +5,10 @@
 // duplicates: one context node; an attribute or self step; a child or
 // descendant step over a flat input; a descendant step over any input of
 // objects when no predicate needs a position (a context inside the subtree of
-// the previous one adds nothing and is skipped). Otherwise it collects its
-// result and sorts it. Positions are counted per context node in the axis's
-// order; a context's nodes are collected only when a predicate asks for
+// the previous one adds nothing and is skipped); a child step over any input
+// of objects until a context lies inside the one before it. Otherwise it
+// collects its result (the rest of it, for that child step) and sorts it. Positions are counted per
+// context node in the axis's order; a context's nodes are collected only when a predicate asks for
 // last() or a reverse axis has to be turned round.
 #include <algorithm>
 #include <cstring>
@@ -19,8 +20,10 @@
 namespace qmdbxpath {
 namespace {
 
-bool matches(Qmdb& db, const Step& step, const Node& node) {
-  NodeKind kind = kindOf(db, node);
+// Whether the node passes the step's node test; `kind` is the node's kind
+// when the caller knows it (None: not known).
+bool matches(Qmdb& db, const Step& step, const Node& node, NodeKind kind = NodeKind::None) {
+  if (kind == NodeKind::None) kind = kindOf(db, node);
   const NodeTest& test = step.test;
   switch (test.kind) {
     case TestKind::AnyNode:
@@ -169,6 +172,10 @@ class StepStream : public NodeStream {
       direct = true;
       prune_ = true;
     }
+    if (!direct && step_.axis == Axis::Child && input_->objectsOnly) {
+      direct = true;
+      guarded_ = true;
+    }
     if (single) flat = flat || step_.axis == Axis::Parent;
     if (direct) return;
     sorted_ = true;
@@ -198,6 +205,15 @@ class StepStream : public NodeStream {
   void startContext(const Node& context) {
     buffer_.clear();
     at_ = 0;
+    if (guarded_ && nextIsInside(context)) {
+      // From here on children of nested contexts interleave: collect and sort.
+      sorted_ = true;
+      collectContext(context, buffer_);
+      Node more;
+      while (nextContext(more)) collectContext(more, buffer_);
+      ev_.sortNodes(buffer_);
+      return;
+    }
     if (usesLast_ || reverse_ || plan_.index != 0) {
       collectContext(context, buffer_);
       if (reverse_) std::reverse(buffer_.begin(), buffer_.end());
@@ -207,11 +223,23 @@ class StepStream : public NodeStream {
     counters_.assign(step_.predicates.size(), 0);
   }
 
+  // Whether the next context lies inside `context`'s subtree; contexts come in
+  // document order, so if none of the later ones does, the next one does not.
+  bool nextIsInside(const Node& context) {
+    if (pending_.empty()) {
+      Node n;
+      if (!input_->next(n)) return false;
+      pending_.push_back(n);
+    }
+    const Node& next = pending_.front();
+    return next.attribute == 0 && isAncestor(db_, context.object, next.object);
+  }
+
   // Streams the current context's nodes, counting positions per predicate.
   bool pull(Node& out) {
     Node n;
     while (cursor_->next(n)) {
-      if (!matches(db_, step_, n)) continue;
+      if (!matches(db_, step_, n, cursor_->lastKind())) continue;
       if (step_.predicates.empty()) {
         out = n;
         return true;
@@ -245,7 +273,7 @@ class StepStream : public NodeStream {
       AxisCursor cursor(db_, step_.axis, context);
       Node n;
       while (cursor.next(n)) {
-        if (matches(db_, step_, n)) nodes.push_back(n);
+        if (matches(db_, step_, n, cursor.lastKind())) nodes.push_back(n);
       }
     }
     for (size_t k = firstPredicate; k < step_.predicates.size(); ++k) {
@@ -287,6 +315,7 @@ class StepStream : public NodeStream {
   bool begun_ = false;
   bool sorted_ = false;
   bool prune_ = false;
+  bool guarded_ = false;  // a child step streaming until a context nests in the previous one
   bool havePrevious_ = false;
   long previous_ = 0;
   std::vector<Node> pending_;

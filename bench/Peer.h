@@ -66,6 +66,11 @@ std::unique_ptr<Peer> makeMultimapPeer();
 /// The cold walk of each peer, run in a fresh process: opens the saved data at
 /// `path` and reads every object in document order into the digest.
 Digest walkQmdb(const std::string& path);
+/// Qmdb's search and index work in a process of its own, for its memory: both
+/// path searches from a fresh open, then the ids of every item and person
+/// indexed and looked up `lookups` times at random; the number of entries
+/// found. The index is added to the file at `path`.
+uint64_t searchAndIndexQmdb(const std::string& path, size_t lookups);
 Digest walkLibxml2(const std::string& path);
 Digest walkPugixml(const std::string& path);
 Digest walkSqlite(const std::string& path);

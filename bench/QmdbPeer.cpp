@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Peer.h"
+#include "Random.h"
 
 namespace bench {
 
@@ -158,6 +159,43 @@ Digest walkQmdb(const std::string& path) {
     }
   }
   return d;
+}
+
+uint64_t searchAndIndexQmdb(const std::string& path, size_t lookups) {
+  uint64_t found = 0;
+  QmdbList items;
+  {
+    Qmdb db(path.c_str(), QmdbFileRead);
+    if (!db.isValid()) throw std::runtime_error("Qmdb: cannot open " + path);
+    found += static_cast<uint64_t>(db.findPath(&items, ".../item/name", 1, true));
+    items.clear();
+    found += static_cast<uint64_t>(db.findPath(&items, "site/regions/*/item", 1, true));
+  }
+  Qmdb db(path.c_str(), QmdbFileUpdate);
+  if (!db.isValid()) throw std::runtime_error("Qmdb: cannot update " + path);
+  long index = db.addIndex("memory probe");
+  items.clear();
+  db.findPath(&items, ".../item", 1, true);
+  db.findPath(&items, ".../person", 1, true);
+  std::vector<std::string> keys;
+  for (long h = items.first(); h != 0; h = items.next()) {
+    long a = db.attribute(h, "id", QmdbNoAttributeType, QmdbNoAttributeClass, true);
+    if (a == 0) continue;
+    keys.emplace_back(db.attrValue(a));
+    if (db.putIndex(index, h, keys.back().c_str(), false) == 0) {
+      throw std::runtime_error("Qmdb: putIndex failed");
+    }
+  }
+  if (keys.empty()) throw std::runtime_error("Qmdb: no keys");
+  Random rnd(0x3e3);
+  QmdbList list;
+  for (size_t i = 0; i < lookups; ++i) {
+    const std::string& key = keys[rnd.below(keys.size())];
+    found +=
+        static_cast<uint64_t>(db.getIndex(&list, index, const_cast<char*>(key.c_str()), nullptr));
+    list.clear();
+  }
+  return found;
 }
 
 }  // namespace bench

@@ -18,11 +18,12 @@ struct PeerResult {
   std::string name;
   std::map<std::string, double> seconds;  ///< by workload key; absent: not run
   long walkRssKb = 0;                     ///< peak RSS of the cold walk; 0: none
-  uint64_t savedBytes = 0;                ///< size of the saved data; 0: none
+  long workRssKb = 0;       ///< peak RSS of the search and index work in a fresh process; 0: none
+  uint64_t savedBytes = 0;  ///< size of the saved data; 0: none
 };
 
 struct SizeResults {
-  std::string size;  ///< "small" or "large"
+  std::string size;  ///< "small", "large" or "huge"
   double xmlMegabytes = 0;
   uint64_t objects = 0;
   uint64_t keys = 0;

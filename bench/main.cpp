@@ -1,8 +1,9 @@
 // qmdb_bench: Qmdb side by side with libxml2, pugixml, SQLite and
 // std::multimap on generated auction-site documents.
 //
-//   qmdb_bench run [--size small|large] [--mb N] [--dir D] [--results F] [--repeat N]
+//   qmdb_bench run [--size small|large|huge] [--mb N] [--dir D] [--results F] [--repeat N]
 //   qmdb_bench walk PEER FILE        (the cold walk, run in a fresh process by `run`)
+//   qmdb_bench xpath PEER FILE EXPR  (one XPath query, run in a fresh process by `run`)
 //   qmdb_bench generate MB FILE      (writes the generated document as XML)
 #include <unistd.h>
 
@@ -16,15 +17,17 @@
 #include "ColdWalk.h"
 #include "Generator.h"
 #include "Runner.h"
+#include "XPathBench.h"
 #include "XmlWriter.h"
 
 namespace {
 
 int usage() {
   fprintf(stderr,
-          "usage: qmdb_bench run [--size small|large] [--mb N] [--dir D] [--results F] "
+          "usage: qmdb_bench run [--size small|large|huge] [--mb N] [--dir D] [--results F] "
           "[--repeat N]\n"
           "       qmdb_bench walk PEER FILE\n"
+          "       qmdb_bench xpath PEER FILE EXPR\n"
           "       qmdb_bench generate MB FILE\n");
   return 2;
 }
@@ -47,7 +50,7 @@ int run(int argc, char** argv) {
     if (i + 1 >= argc) return usage();
     std::string v = argv[++i];
     if (a == "--size") {
-      if (v != "small" && v != "large") return usage();
+      if (v != "small" && v != "large" && v != "huge") return usage();
       o.size = v;
     } else if (a == "--mb") {
       o.megabytes = atof(v.c_str());
@@ -63,8 +66,8 @@ int run(int argc, char** argv) {
       return usage();
     }
   }
-  if (!mbGiven) o.megabytes = o.size == "large" ? 100 : 10;
-  if (!repeatGiven) o.repeat = o.size == "large" ? 2 : 5;
+  if (!mbGiven) o.megabytes = o.size == "huge" ? 1000 : o.size == "large" ? 100 : 10;
+  if (!repeatGiven) o.repeat = o.size == "huge" ? 1 : o.size == "large" ? 2 : 5;
   if (o.megabytes <= 0 || o.repeat < 1) return usage();
   return bench::runBenchmarks(o);
 }
@@ -77,6 +80,7 @@ int main(int argc, char** argv) {
   try {
     if (command == "run") return run(argc, argv);
     if (command == "walk" && argc == 4) return bench::walkCommand(argv[2], argv[3]);
+    if (command == "xpath" && argc == 5) return bench::xpathCommand(argv[2], argv[3], argv[4]);
     if (command == "generate" && argc == 4) {
       bench::Document doc = bench::generateDocument(atof(argv[2]));
       size_t bytes = bench::writeXml(doc.events, argv[3]);

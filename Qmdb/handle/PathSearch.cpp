@@ -172,7 +172,8 @@ class DirectReader {
   long nextTree(long position) {
     if (s_.failed) return 0;
     if (position == objects::kRoot) return nodeRecord::firstChild(s_, objects::kRootRecord);
-    return objects::treeStepFrom(s_, 0, position, true, fieldsOf(objects::handleOf(position)));
+    return objects::treeStepFrom(s_, 0, position, true,
+                                 fieldsOf(position < 0 ? -position : position));
   }
   long parent(long h) {
     if (s_.failed || h == objects::kRoot) return 0;

@@ -45,6 +45,10 @@ const char* labelText(store::Store& s, long node) {
   return text != nullptr ? text : "";
 }
 
+int labelFirstByte(store::Store& s, long node) {
+  return store::heapStringFirstByte(s, keyNode::label(s, node));
+}
+
 long makeKeyNode(store::Store& s, long label, long firstChild, long next) {
   long node = store::reserveRecord(s, keyNode::kSize);
   if (node == 0) return 0;

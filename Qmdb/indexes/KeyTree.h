@@ -32,6 +32,11 @@ inline long keyWalkLimit(const store::Store& s) {
 /// it cannot be read. Valid only until another address is resolved.
 const char* labelText(store::Store& s, long node);
 
+/// The first byte of key node `node`'s label, read without the rest of it; -1
+/// when the node has no label address or its first byte lies at or above the
+/// heap top (then labelText tells).
+int labelFirstByte(store::Store& s, long node);
+
 /// A new key node with the given fields and no entries; its address, or 0.
 long makeKeyNode(store::Store& s, long label, long firstChild, long next);
 

@@ -105,6 +105,9 @@ class Walker {
     const long x = level.child;
     level.collected = false;
     level.appended = 0;
+    // An exact lookup passes most siblings on their first byte, which no
+    // sought key shares, without reading the whole label.
+    if (mode_ == Mode::kExact && !firstByteMatches(level, labelFirstByte(s_, x))) return false;
     const long firstChild = keyNode::firstChild(s_, x);
     const long firstEntry = keyNode::firstEntry(s_, x);
     // The label points into its frame until another address is resolved: every
@@ -113,6 +116,21 @@ class Walker {
     const size_t labelLength = strlen(label);
     if (mode_ == Mode::kExact) return exactTurn(level, label, labelLength, firstChild, firstEntry);
     return rangeTurn(level, label, labelLength, firstChild, firstEntry);
+  }
+
+  // Whether some sought key of the level begins with the label's first byte
+  // `l0` (-1: unknown, so perhaps); sets whether a later sibling may still
+  // match, as exactTurn does.
+  static bool firstByteMatches(Level& level, int l0) {
+    if (l0 < 0) return true;
+    bool match = false;
+    level.more = false;
+    for (size_t i = 0; i < level.lower.count; ++i) {
+      const int k0 = static_cast<unsigned char>(level.lower.keys[i][0]);
+      if (l0 < k0) level.more = true;
+      if (l0 == k0) match = true;
+    }
+    return match;
   }
 
   bool exactTurn(Level& level, const char* label, size_t labelLength, long firstChild,
@@ -286,16 +304,17 @@ long findKeyNode(store::Store& s, long index, const char* key) {
   while (true) {
     const unsigned char wanted = static_cast<unsigned char>(*rest);
     long child = keyNode::firstChild(s, node);
-    const char* label = nullptr;
     for (; child != 0; child = keyNode::next(s, child)) {
       if (--budget < 0) return 0;
-      label = labelText(s, child);
-      if (label == nullptr) return 0;
-      unsigned char first = static_cast<unsigned char>(*label);
+      // The first byte decides every sibling but the one that may match, whose
+      // label alone is read whole.
+      int first = labelFirstByte(s, child);
+      if (first < 0) first = static_cast<unsigned char>(*labelText(s, child));
       if (first == wanted) break;
       if (first > wanted) return 0;  // children stand in ascending order of first byte
     }
     if (child == 0) return 0;
+    const char* label = labelText(s, child);
     size_t length = strlen(label);
     if (strncmp(label, rest, length) != 0) return 0;  // the label is no prefix of the key
     rest += length;

@@ -18,16 +18,4 @@ long treeStep(store::Store& s, long limit, long position, bool forward) {
   return treeStepFrom(s, limit, position, forward, object::fields(s, handleOf(position)));
 }
 
-long treeStepFrom(store::Store& s, long limit, long position, bool forward,
-                  const object::Fields& f) {
-  if (position > 0 && f.kind == QmdbNode && f.body != 0) {
-    long child = forward ? nodeRecord::firstChild(s, f.body) : nodeRecord::lastChild(s, f.body);
-    return child != 0 ? child : -position;
-  }
-  long sibling = forward ? f.next : f.previous;
-  if (sibling != 0) return sibling;
-  if (f.parent == limit || f.parent == 0) return 0;
-  return -nodeRecord::owner(s, f.parent);
-}
-
 }  // namespace qmdb::objects

@@ -9,6 +9,7 @@
 #define QMDB_OBJECTS_NAVIGATION_H
 
 #include "Qmdb/objects/Records.h"
+#include "Qmdb/qmdb.h"
 #include "Qmdb/store/Store.h"
 
 namespace qmdb::objects {
@@ -30,8 +31,18 @@ long treeStep(store::Store& s, long limit, long position, bool forward);
 
 /// treeStep from a non-zero `position` whose object record the caller has
 /// read already (`record` holds the fields of the object it names).
-long treeStepFrom(store::Store& s, long limit, long position, bool forward,
-                  const object::Fields& record);
+inline long treeStepFrom(store::Store& s, long limit, long position, bool forward,
+                         const object::Fields& record) {
+  if (position > 0 && record.kind == QmdbNode && record.body != 0) {
+    long child =
+        forward ? nodeRecord::firstChild(s, record.body) : nodeRecord::lastChild(s, record.body);
+    return child != 0 ? child : -position;
+  }
+  long sibling = forward ? record.next : record.previous;
+  if (sibling != 0) return sibling;
+  if (record.parent == limit || record.parent == 0) return 0;
+  return -nodeRecord::owner(s, record.parent);
+}
 
 }  // namespace qmdb::objects
 

@@ -276,6 +276,8 @@ long save(Store& store) {
     if (store.clearLinks != nullptr) store.clearLinks(store);
     store.linkCleanup = false;
   }
+  // One sync of the journal for all the pages this save overwrites.
+  if (store.named && !journal::protectDirtyPages(store)) return -1;
   long written = writeAllDirty(store);
   if (written < 0) return -1;
   // The save is complete only when it is on disk, not in stdio's buffer.

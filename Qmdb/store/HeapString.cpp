@@ -22,13 +22,20 @@ long writeHeapString(Store& store, const char* text, size_t length) {
 
 const char* readHeapString(Store& store, long address) {
   if (address <= 0 || address >= store.heapTop) return nullptr;
-  long offset = address % store.pageSize;
-  long available = store.pageSize - offset;
-  if (available > store.heapTop - address) available = store.heapTop - address;
   const uint8_t* p = resolve(store, address);
   if (p == nullptr) return nullptr;
+  // The head frame holds the address's page now: the zero is sought in the
+  // rest of that page below the heap top.
+  long available = store.head->base + store.pageSize - address;
+  if (available > store.heapTop - address) available = store.heapTop - address;
   if (memchr(p, 0, static_cast<size_t>(available)) == nullptr) return nullptr;
   return reinterpret_cast<const char*>(p);
+}
+
+int heapStringFirstByte(Store& store, long address) {
+  if (address <= 0) return -1;
+  const uint8_t* p = fieldPointer(store, address, 1);
+  return p != nullptr ? *p : -1;
 }
 
 }  // namespace qmdb::store

@@ -27,6 +27,11 @@ long writeHeapString(Store& store, const char* text, size_t length);
 /// null for 0 or when no terminating zero lies within the page below the heap top.
 const char* readHeapString(Store& store, long address);
 
+/// The first byte of the heap string at `address`, for a comparison that may
+/// end there; -1 for 0 or when that byte is not below the heap top. It does not
+/// tell whether the string is whole: readHeapString does.
+int heapStringFirstByte(Store& store, long address);
+
 }  // namespace qmdb::store
 
 #endif

@@ -94,7 +94,13 @@ bool prepare(Store& store) {
   return store.journalBuffer != nullptr;
 }
 
-bool protectPage(Store& store, int32_t page) {
+namespace {
+
+// Appends the saved bytes of `page` to the journal as a record that the
+// header does not count yet; `appended` tells whether there was anything to
+// save away. False (reported) on failure.
+bool appendRecord(Store& store, int32_t page, bool& appended) {
+  appended = false;
   if (!store.named || store.readOnly) return true;
   long start = static_cast<long>(page) * store.pageSize;
   if (start >= store.savedHeapTop) return true;  // nothing saved there yet
@@ -123,31 +129,63 @@ bool protectPage(Store& store, int32_t page) {
     report(store, kFatalError, "MEMORYOVERFLOW", kMsgMemoryOverflow, "the journal");
     return false;
   }
-  // The record first, then the header that counts it: a header never counts a
-  // record that is not wholly on disk.
   size_t size = kRecordHeaderSize + length;
-  uint8_t head[kHeaderSize];
-  if (!writeDurably(store.journal, store.journalEnd, record, size)) {
+  if (QmCFileSeek(store.journal, store.journalEnd) != 0 ||
+      QmCFileWrite(record, size, store.journal) != size) {
     report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed, static_cast<long>(page));
     return false;
   }
   store.journalEnd += static_cast<long>(size);
   store.journalRecords += 1;
   store.journalChecksum = extendChecksum(store.journalChecksum, record, size);
+  appended = true;
+  return true;
+}
+
+// Makes the appended records durable, then the header that counts them: a
+// header never counts a record that is not wholly on disk. Only then may the
+// pages they saved away be overwritten.
+bool countRecords(Store& store, int32_t page) {
+  uint8_t head[kHeaderSize];
   fillHeader(head, store);
-  if (!writeDurably(store.journal, 0, head, sizeof head)) {
+  if (QmCFileSync(store.journal) != 0 || !writeDurably(store.journal, 0, head, sizeof head)) {
     report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed, static_cast<long>(page));
     return false;
   }
   return true;
 }
 
+}  // namespace
+
+bool protectPage(Store& store, int32_t page) {
+  bool appended = false;
+  if (!appendRecord(store, page, appended)) return false;
+  return !appended || countRecords(store, page);
+}
+
+bool protectDirtyPages(Store& store) {
+  if (store.failed) return false;
+  bool any = false;
+  int32_t last = 0;
+  for (Frame* frame = store.head; frame != nullptr; frame = frame->next) {
+    if (!frame->dirty || frame->page < 0) continue;
+    bool appended = false;
+    if (!appendRecord(store, frame->page, appended)) return false;
+    if (appended) last = frame->page;
+    any = any || appended;
+  }
+  return !any || countRecords(store, last);
+}
+
 bool protectAll(Store& store) {
   int32_t pages = store.savedHeapTop / store.pageSize + (store.savedHeapTop % store.pageSize != 0);
+  bool any = false;
   for (int32_t page = 0; page < pages; ++page) {
-    if (!protectPage(store, page)) return false;
+    bool appended = false;
+    if (!appendRecord(store, page, appended)) return false;
+    any = any || appended;
   }
-  return true;
+  return !any || countRecords(store, pages - 1);
 }
 
 bool commit(Store& store) {

@@ -61,6 +61,11 @@ bool prepare(Store& store);
 /// since the last save; false (reported) when that cannot be done.
 bool protectPage(Store& store, int32_t page);
 
+/// Saves away, with one sync for all, the pages of the dirty frames that the
+/// last save left and that are not yet in the journal, so that a save can
+/// write them; false (reported) when that cannot be done.
+bool protectDirtyPages(Store& store);
+
 /// Saves away every page the last save left that is not yet in the journal,
 /// so that the file may be emptied; false (reported) when that cannot be done.
 bool protectAll(Store& store);

@@ -262,12 +262,32 @@ uint8_t* resolveMiss(Store& store, long address) {
   // After a failed file operation nothing more reaches the file: the rest of
   // an operation that was cut short must not write over what was saved.
   if (address > kHeapLimit || store.failed) return nullptr;
+
+  // Walks often alternate between two pages (an object's and its name's): the
+  // second frame is tried first, without a division, and swapped with the head.
+  Frame* head = store.head;
+  Frame* second = head != nullptr ? head->next : nullptr;
+  if (second != nullptr) {
+    unsigned long secondOffset =
+        static_cast<unsigned long>(address) - static_cast<unsigned long>(second->base);
+    if (secondOffset < static_cast<unsigned long>(store.pageSize)) {
+      head->next = second->next;
+      if (second->next != nullptr) {
+        second->next->previous = head;
+      } else {
+        store.tail = head;
+      }
+      head->previous = second;
+      second->previous = nullptr;
+      second->next = head;
+      store.head = second;
+      return second->data + secondOffset;
+    }
+  }
+
   int32_t page = static_cast<int32_t>(address / store.pageSize);
   long offset = address % store.pageSize;
-
-  // Walks often alternate between two pages: try the second frame before the table.
-  Frame* second = store.head != nullptr ? store.head->next : nullptr;
-  Frame* frame = second != nullptr && second->page == page ? second : tableFind(store, page);
+  Frame* frame = tableFind(store, page);
   if (frame != nullptr) {
     if (frame != store.head) {
       unlinkFrame(store, frame);

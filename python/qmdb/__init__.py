@@ -70,6 +70,8 @@ def _load_options(options):
 
 
 def _load_into(parent: Object, source, options) -> None:
+    if not hasattr(_qmdb, "_load_xml"):
+        raise Error("this build of qmdb has no XML support (the QmdbXml component)")
     options = _load_options(options)
     if isinstance(source, (str, os.PathLike)):
         found = _qmdb._load_xml(parent, os.fspath(source), "", options)

@@ -30,6 +30,14 @@ class Attrs(MutableMapping):
     def __len__(self) -> int:
         return len(self._object._attr_names())
 
+    def items(self):
+        """The (name, value) pairs in document order, read at once."""
+        return self._object._attr_items()
+
+    def values(self):
+        """The values in document order, read at once."""
+        return [value for _, value in self._object._attr_items()]
+
     def __contains__(self, name: object) -> bool:
         if not isinstance(name, str):
             return False

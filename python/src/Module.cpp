@@ -27,16 +27,24 @@ void translate(std::exception_ptr pending) {
   try {
     if (pending) std::rethrow_exception(pending);
   } catch (const Failure& failure) {
+    raise(failure);
+  }
+}
+
+}  // namespace
+
+void raise(const Failure& failure) {
+  try {
     py::object errors = py::module_::import("qmdb._errors");
     py::object type = errors.attr(className(failure.kind));
     py::object code = failure.code.empty() ? py::object(py::none()) : py::str(failure.code);
     py::object error = type(failure.message, code);
     if (failure.offset >= 0) error.attr("offset") = failure.offset;
     PyErr_SetObject(type.ptr(), error.ptr());
+  } catch (py::error_already_set& e) {
+    e.restore();  // the package itself is broken; say so rather than lose it
   }
 }
-
-}  // namespace
 
 }  // namespace qmdbpy
 

@@ -92,6 +92,18 @@ long findAttribute(Qmdb& db, long object, const std::string& name) {
   return db.attribute(object, name.c_str(), QmdbNoAttributeType, QmdbNoAttributeClass, true);
 }
 
+// Makes a new child of `o` with `make(db, after)` after the child named by
+// `after` (None: at the end); the new object, or Error naming `what`.
+template <typename Make>
+py::object addChild(const Node& o, const py::object& after, const char* what, Make make) {
+  Locked lock(*o.session);
+  Qmdb& db = live(o);
+  long made = make(db, afterChild(db, o, after));
+  if (made == 0) fail(db, std::string("cannot add ") + what + " here");
+  o.session->edited();
+  return wrap(o.session, made);
+}
+
 std::string describe(const Object& o) {
   std::string kind = "Object";
   std::string name;
@@ -395,6 +407,20 @@ qmdb.ClosedError. An object that was dropped raises qmdb.NoObjectError.)");
           },
           "The attribute names in document order.")
       .def(
+          "_attr_items",
+          [](const Object& o) {
+            Locked lock(*o.session);
+            Qmdb& db = live(o);
+            py::list items;
+            for (long a = db.attribute(o.handle, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass,
+                                       true);
+                 a != 0; a = db.nextAttribute(a)) {
+              items.append(py::make_tuple(text(db.attrName(a)), text(db.attrValue(a))));
+            }
+            return items;
+          },
+          "The (name, value) pairs of the attributes in document order.")
+      .def(
           "_attr_get",
           [](const Object& o, const std::string& name) {
             Locked lock(*o.session);
@@ -454,13 +480,9 @@ iterating over the node itself visits everything below it in document order.)")
       .def(
           "append",
           [](const Node& o, const std::string& gid, const py::object& after) {
-            Locked lock(*o.session);
-            Qmdb& db = live(o);
-            long placeAfter = afterChild(db, o, after);
-            long made = db.insertNode(o.handle, placeAfter, gid.c_str());
-            if (made == 0) fail(db, "cannot add a node here");
-            o.session->edited();
-            return wrap(o.session, made);
+            return addChild(o, after, "a node", [&](Qmdb& db, long placeAfter) {
+              return db.insertNode(o.handle, placeAfter, gid.c_str());
+            });
           },
           py::arg("gid"), py::kw_only(), py::arg("after") = py::none(),
           "Adds a new node named `gid` as the last child (or after the child `after`); "
@@ -468,13 +490,9 @@ iterating over the node itself visits everything below it in document order.)")
       .def(
           "append_text",
           [](const Node& o, const std::string& value, const py::object& after) {
-            Locked lock(*o.session);
-            Qmdb& db = live(o);
-            long placeAfter = afterChild(db, o, after);
-            long made = db.insertString(o.handle, placeAfter, value.c_str());
-            if (made == 0) fail(db, "cannot add a text here");
-            o.session->edited();
-            return wrap(o.session, made);
+            return addChild(o, after, "a text", [&](Qmdb& db, long placeAfter) {
+              return db.insertString(o.handle, placeAfter, value.c_str());
+            });
           },
           py::arg("text"), py::kw_only(), py::arg("after") = py::none(),
           "Adds a new text as the last child (or after the child `after`); returns it.")
@@ -482,13 +500,9 @@ iterating over the node itself visits everything below it in document order.)")
           "append_pi",
           [](const Node& o, const std::string& target, const std::optional<std::string>& data,
              const py::object& after) {
-            Locked lock(*o.session);
-            Qmdb& db = live(o);
-            long placeAfter = afterChild(db, o, after);
-            long made = db.insertPi(o.handle, placeAfter, target.c_str(), cstr(data));
-            if (made == 0) fail(db, "cannot add a pi here");
-            o.session->edited();
-            return wrap(o.session, made);
+            return addChild(o, after, "a pi", [&](Qmdb& db, long placeAfter) {
+              return db.insertPi(o.handle, placeAfter, target.c_str(), cstr(data));
+            });
           },
           py::arg("target"), py::arg("data") = py::none(), py::kw_only(),
           py::arg("after") = py::none(),
@@ -497,14 +511,10 @@ iterating over the node itself visits everything below it in document order.)")
           "append_entity",
           [](const Node& o, const std::string& name, const std::optional<std::string>& value,
              long type, const py::object& after) {
-            Locked lock(*o.session);
-            Qmdb& db = live(o);
-            long placeAfter = afterChild(db, o, after);
-            long made = db.insertEntity(o.handle, placeAfter, name.c_str(), cstr(value),
-                                        static_cast<QmdbEntityType>(type));
-            if (made == 0) fail(db, "cannot add an entity here");
-            o.session->edited();
-            return wrap(o.session, made);
+            return addChild(o, after, "an entity", [&](Qmdb& db, long placeAfter) {
+              return db.insertEntity(o.handle, placeAfter, name.c_str(), cstr(value),
+                                     static_cast<QmdbEntityType>(type));
+            });
           },
           py::arg("name"), py::arg("value") = py::none(), py::arg("type") = 1, py::kw_only(),
           py::arg("after") = py::none(),

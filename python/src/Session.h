@@ -89,6 +89,10 @@ class Locked {
 /// Throws a Failure of `kind` with `what` alone.
 [[noreturn]] void fail(const std::string& what, ErrorKind kind = ErrorKind::Error);
 
+/// Sets the Python exception for a failure (the module's translator does it for
+/// calls through pybind11). Needs the GIL.
+void raise(const Failure& failure);
+
 /// A text of the database as a Python str (None for null). Call with the lock held.
 py::object text(const char* s);
 

@@ -35,10 +35,11 @@ void checkPosition(Walk& walk, Qmdb& db) {
   }
 }
 
+// The next object of the walk; a null object at its end.
 py::object step(Walk& walk) {
   Locked lock(*walk.session);
   Qmdb& db = walk.session->db();
-  if (walk.position == 0) throw py::stop_iteration();
+  if (walk.position == 0) return py::object();
   checkPosition(walk, db);
   for (;;) {
     long next;
@@ -51,10 +52,26 @@ py::object step(Walk& walk) {
     walk.position = next;
     if (next == 0 || next == walk.end) {
       walk.position = 0;
-      throw py::stop_iteration();
+      return py::object();
     }
     if (next > 0) return wrap(walk.session, next);
   }
+}
+
+// The iterator slot itself, called by Python for every object of a walk: going
+// through pybind11's general method dispatch here doubled the cost of a bare walk.
+PyObject* iterNext(PyObject* self) {
+  try {
+    py::object next = step(py::handle(self).cast<Walk&>());
+    return next.release().ptr();  // null without an exception set: the end
+  } catch (py::error_already_set& e) {
+    e.restore();
+  } catch (const Failure& failure) {
+    raise(failure);
+  } catch (const std::exception& e) {
+    PyErr_SetString(PyExc_RuntimeError, e.what());
+  }
+  return nullptr;
 }
 
 Walk startWalk(const Object& o, bool siblings) {
@@ -89,9 +106,14 @@ std::string textBelow(Qmdb& db, long object) {
 }  // namespace
 
 void bindWalks(py::module_& m, ObjectClass& object) {
-  py::class_<Walk>(m, "Walk", "An iterator over objects of a database.")
-      .def("__iter__", [](py::object self) { return self; })
-      .def("__next__", &step);
+  py::class_<Walk> walk(m, "Walk", "An iterator over objects of a database.");
+  walk.def("__iter__", [](py::object self) { return self; }).def("__next__", [](Walk& w) {
+    py::object next = step(w);
+    if (!next) throw py::stop_iteration();
+    return next;
+  });
+  reinterpret_cast<PyTypeObject*>(walk.ptr())->tp_iternext = &iterNext;
+  PyType_Modified(reinterpret_cast<PyTypeObject*>(walk.ptr()));
 
   object
       .def_property_readonly(

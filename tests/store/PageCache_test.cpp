@@ -292,6 +292,59 @@ TEST_F(PageCacheTest, HeapStringsNeedTheirZeroInsideThePage) {
   EXPECT_EQ(readHeapString(s, 1000), nullptr);
   EXPECT_EQ(readHeapString(s, 0), nullptr);
   EXPECT_EQ(readHeapString(s, 5000), nullptr);
+  // A zero further on, past the page end, does not count either.
+  s.heapTop = 2048;
+  EXPECT_EQ(readHeapString(s, 1000), nullptr);
+  EXPECT_STREQ(readHeapString(s, 1024), big.c_str());
+  // The first byte alone, for comparisons that may end there.
+  EXPECT_EQ(heapStringFirstByte(s, a), 'a');
+  EXPECT_EQ(heapStringFirstByte(s, empty), 0);
+  EXPECT_EQ(heapStringFirstByte(s, 1000), 'y');
+  EXPECT_EQ(heapStringFirstByte(s, 0), -1);
+  EXPECT_EQ(heapStringFirstByte(s, 2048), -1);
+}
+
+// The pages of the frames from the most recently used on, and the same read
+// backward from the tail.
+std::string frameOrder(const Store& s) {
+  std::string forward, backward;
+  for (const Frame* f = s.head; f != nullptr; f = f->next) forward += std::to_string(f->page);
+  for (const Frame* f = s.tail; f != nullptr; f = f->previous) {
+    backward.insert(0, std::to_string(f->page));
+  }
+  EXPECT_EQ(forward, backward);
+  return forward;
+}
+
+TEST_F(PageCacheTest, HitsOnAnyFrameKeepTheMostRecentlyUsedOrder) {
+  Store s;
+  configure(s, 3, 1024);
+  s.heapTop = 60;
+  auto pages = fillPages(s, 3);  // pages 1 to 3; page 0 has left the cache
+  EXPECT_EQ(frameOrder(s), "321");
+  get32(s, pages[1]);  // the second frame
+  EXPECT_EQ(frameOrder(s), "231");
+  get32(s, pages[2]);
+  EXPECT_EQ(frameOrder(s), "321");
+  get32(s, pages[0]);  // the tail
+  EXPECT_EQ(frameOrder(s), "132");
+  get32(s, pages[1]);  // the second frame, which was the tail's neighbour
+  EXPECT_EQ(frameOrder(s), "213");
+  get32(s, 60);  // a miss reuses the least recently used frame
+  EXPECT_EQ(frameOrder(s), "021");
+  close(s);
+
+  // With two frames the second is the tail, and the old head becomes it.
+  Store two;
+  configure(two, 2, 1024);
+  two.heapTop = 60;
+  pages = fillPages(two, 2);
+  EXPECT_EQ(frameOrder(two), "21");
+  get32(two, pages[0]);
+  EXPECT_EQ(frameOrder(two), "12");
+  get32(two, 60);
+  EXPECT_EQ(frameOrder(two), "01");
+  close(two);
 }
 
 TEST_F(PageCacheTest, ReleaseStopsAtTwoFrames) {

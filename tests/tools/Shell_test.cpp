@@ -142,12 +142,17 @@ TEST(Shell, EditsAndSaves) {
       "cp #356 #500; rm --unwrap #500/species\n"
       "mv #500/name #112 ; rm --keep #356; mv #356 --after #192\n"
       "index ids .../species --key @id; index names .../name; drop-index names\n"
+      "keys ids; lookup ids s2; lookup ids a z; indexes\n"
       "save\n");
   EXPECT_EQ(run.err, "");
   EXPECT_EQ(run.out,
             "kept #356 (detached)\n"
             "ids: 1 indexed, 2 skipped (no attribute id)\n"
-            "names: 2 indexed, 0 skipped (no text)\n");
+            "names: 2 indexed, 0 skipped (no text)\n"
+            "s2\n"
+            "356\tnode\tspecies\tBeetle\n"
+            "356\tnode\tspecies\tBeetle\n"
+            "ids\t1\n");
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(guide.outline(),
             "guide\n"

@@ -101,6 +101,8 @@ TEST_F(XPathEval, PredicatesPositionsAndFilters) {
   EXPECT_EQ(q("//b/preceding::b/@id"), "@id=2");
   EXPECT_EQ(q("//b/following::node()[1]"), "c p:q");
   EXPECT_EQ(q("//*/child::b[1]/@id"), "@id=2 @id=4 @id=5");
+  EXPECT_EQ(q("//*/*"), "a b c a b b p:q");
+  EXPECT_EQ(q("/r/a/*/*"), "b");
 }
 
 TEST_F(XPathEval, ComparisonsOfEveryType) {

@@ -48,14 +48,17 @@ class Shell {
   bool execute(const Words& command);
 
   // --- for the commands ---
+  /// The stream that commands write their output to.
   std::ostream& out() { return out_; }
   /// Reports "COMMAND: MESSAGE" on the error stream; gives false.
   bool fail(const std::string& message);
   /// The open database; null (after reporting the failure) when none is open.
   Qmdb* database();
+  /// The session's database, open or not.
   ShellDatabase& session() { return database_; }
   /// The node that relative paths start from (1: the database root).
   long current() const { return current_; }
+  /// Makes `node` (a node or 1) the current node.
   void setCurrent(long node) { current_ = node; }
   /// Asks, when there are unsaved edits, whether to save them; true when the
   /// session may go on to lose or replace the database (saved, or answered no).

@@ -47,6 +47,7 @@ class StreamSource : public LineSource {
 /// The commands of one "-c" argument, then the end of input.
 class TextSource : public LineSource {
  public:
+  /// A source whose only line is `text`.
   explicit TextSource(std::string text) : text_(std::move(text)) {}
   bool read(const std::string& prompt, std::string& line, bool remember) override;
   bool interactive() const override { return false; }
@@ -60,7 +61,9 @@ class TextSource : public LineSource {
 /// `historyFile` ("" keeps none) between sessions.
 class TerminalSource : public LineSource {
  public:
+  /// Starts line editing and loads the history file, if any.
   explicit TerminalSource(std::string historyFile);
+  /// Forgets the history in memory (the file keeps it).
   ~TerminalSource() override;
   TerminalSource(const TerminalSource&) = delete;
   TerminalSource& operator=(const TerminalSource&) = delete;

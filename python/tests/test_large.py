@@ -1,0 +1,39 @@
+"""A document larger than the address space a process allows itself."""
+
+import os
+import subprocess
+import sys
+
+import pytest
+
+import qmdb
+
+# Loading needs the XML component; a build without it has no XML to test.
+pytestmark = pytest.mark.skipif(not hasattr(qmdb.Database, "load_xml"),
+                                reason="built without the XML component")
+
+EXAMPLE = os.path.join(os.path.dirname(__file__), "..", "..", "examples", "python",
+                       "larger_than_memory.py")
+DOCUMENT_MB = 48
+HEADROOM_MB = 32
+
+
+def test_larger_than_memory(tmp_path):
+    done = subprocess.run([sys.executable, EXAMPLE, str(DOCUMENT_MB), str(HEADROOM_MB),
+                           str(tmp_path)], capture_output=True, text=True, timeout=300)
+    assert done.returncode == 0, done.stderr
+    assert done.stdout.rstrip().endswith("completed")
+    assert os.path.getsize(tmp_path / "large.xml") > DOCUMENT_MB * 2**20
+    # The same document does not fit into the same headroom as an ElementTree.
+    refused = subprocess.run(
+        [sys.executable, "-c",
+         "import resource, sys, xml.etree.ElementTree as ET\n"
+         "size = [l for l in open('/proc/self/status') if l.startswith('VmSize:')]\n"
+         f"limit = int(size[0].split()[1]) * 1024 + {HEADROOM_MB * 2**20}\n"
+         "resource.setrlimit(resource.RLIMIT_AS, (limit, limit))\n"
+         "try:\n"
+         f"    ET.parse({str(tmp_path / 'large.xml')!r})\n"
+         "except MemoryError:\n"
+         "    sys.exit(3)\n"],
+        capture_output=True, text=True, timeout=300)
+    assert refused.returncode == 3, refused.stderr

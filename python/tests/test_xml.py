@@ -1,0 +1,142 @@
+"""XML in and out: paths and file objects, options, encodings and failures."""
+
+import io
+import os
+import subprocess
+import sys
+
+import pytest
+
+import qmdb
+from conftest import document
+
+# Loading needs the XML component; a build without it has no XML to test.
+pytestmark = pytest.mark.skipif(not hasattr(qmdb.Database, "load_xml"),
+                                reason="built without the XML component")
+
+SOURCE = (b'<?xml version="1.0" encoding="UTF-8"?>\n'
+          b'<!-- head -->\n'
+          b'<doc a="1" b="x&amp;y"><title>T\xc3\xa9st</title><?pi data?>'
+          b'<p>one <b>two</b> three</p><!-- inner --></doc>\n')
+
+
+def test_load_write_round_trip(tmp_path):
+    src = tmp_path / "in.xml"
+    src.write_bytes(SOURCE)
+    with qmdb.load_xml(src, tmp_path / "d.qmb") as db:
+        assert document(db) == ("?#comment,doc[a=1][b=x&y](title('Tést'),?pi,"
+                                 "p('one ',b('two'),' three'),?#comment)")
+        db.write_xml(tmp_path / "out.xml")
+        first = db.find("doc")[0]
+        first.write_xml(tmp_path / "title.xml", list(first.children)[0], declaration=False)
+    assert (tmp_path / "title.xml").read_text(encoding="utf-8").strip() == "<title>Tést</title>"
+    with qmdb.load_xml(tmp_path / "out.xml") as again:  # in memory
+        with qmdb.open(tmp_path / "d.qmb") as db:
+            assert document(again) == document(db)
+
+
+def test_file_objects_and_options(tmp_path):
+    with qmdb.load_xml(io.BytesIO(SOURCE), comments=False) as db:
+        assert document(db) == "doc[a=1][b=x&y](title('Tést'),?pi,p('one ',b('two'),' three'))"
+        out = io.BytesIO()
+        db.write_xml(out, encoding="ISO-8859-1")
+        data = out.getvalue()
+        assert b"T\xe9st" in data and b"ISO-8859-1" in data.split(b"?>")[0]
+        text = io.StringIO()
+        db.write_xml(text, declaration=False)
+        assert text.getvalue().startswith("<doc") and "Tést" in text.getvalue()
+        # Loading into an existing node: the document's content goes below it.
+        holder = db.root.append("holder")
+        db.load_xml(io.BytesIO(b"<x>1</x>"), holder)
+        assert document(db).endswith(",holder(x('1'))")
+
+
+def test_reading_failures_reach_python(tmp_path):
+    class Broken(io.RawIOBase):
+        def read(self, n=-1):
+            raise OSError("disk on fire")
+
+    with pytest.raises(OSError, match="disk on fire"):
+        qmdb.load_xml(Broken())
+
+    class Refusing:
+        def write(self, data):
+            raise ValueError("full")
+
+    with qmdb.load_xml(io.BytesIO(SOURCE)) as db:
+        with pytest.raises(ValueError, match="full"):
+            db.write_xml(Refusing())
+
+
+def test_malformed_documents(tmp_path):
+    bad = tmp_path / "bad.xml"
+    bad.write_bytes(b"<doc>\n  <a></b>\n</doc>\n")
+    target = tmp_path / "bad.qmb"
+    with pytest.raises(qmdb.XmlError) as caught:
+        qmdb.load_xml(bad, target)
+    assert caught.value.message.startswith(f"{bad}:2:")
+    assert not os.path.exists(target)
+    with pytest.raises(qmdb.XmlError):
+        qmdb.load_xml(tmp_path / "missing.xml")
+    with pytest.raises(TypeError):
+        qmdb.load_xml(bad, no_such_option=True)
+
+
+def test_entities(tmp_path):
+    source = (b'<!DOCTYPE d SYSTEM "nowhere.dtd" [<!ENTITY me "Ada">]>\n'
+              b'<d>Hi &me; and &unknown;</d>')
+    with pytest.warns(qmdb.XmlWarning, match="unknown"):
+        db = qmdb.load_xml(io.BytesIO(source))
+    with db:
+        d = db.find("d")[0]
+        entities = [o for o in d.children if isinstance(o, qmdb.Entity)]
+        assert [(e.gid, e.value) for e in entities] == [("me", "Ada"), ("unknown", None)]
+        assert d.text == "Hi Ada and "
+    with pytest.raises(qmdb.XmlError):
+        qmdb.load_xml(io.BytesIO(source), unresolved_entity_is_error=True)
+
+
+GIL_SCRIPT = r"""
+import os, sys, threading
+import qmdb
+
+folder = sys.argv[1]
+pipe = os.path.join(folder, "pipe")
+os.mkfifo(pipe)
+result = []
+# The library blocks reading the pipe until this thread writes into it, which
+# it can only do while the library has let go of the GIL.
+worker = threading.Thread(target=lambda: result.append(qmdb.load_xml(pipe)))
+worker.start()
+with open(pipe, "wb") as feed:
+    feed.write(b"<doc>" + b"<a>text</a>" * 50000 + b"</doc>")
+worker.join()
+db = result[0]
+# And the other way round: the library writes into the pipe that this thread drains.
+worker = threading.Thread(target=lambda: db.write_xml(pipe))
+worker.start()
+with open(pipe, "rb") as drain:
+    size = len(drain.read())
+worker.join()
+print(len(db.find("doc/a")), size > 50000 * 11)
+"""
+
+
+def test_loading_and_writing_let_other_threads_run(tmp_path):
+    done = subprocess.run([sys.executable, "-c", GIL_SCRIPT, str(tmp_path)],
+                          capture_output=True, text=True, timeout=60)
+    assert done.returncode == 0, done.stderr
+    assert done.stdout.split() == ["50000", "True"]
+
+
+def test_query_edit_example(tmp_path):
+    example = os.path.join(os.path.dirname(__file__), "..", "..", "examples", "python",
+                           "query_edit.py")
+    done = subprocess.run([sys.executable, example], cwd=tmp_path, capture_output=True,
+                          text=True, timeout=120)
+    assert done.returncode == 0, done.stderr
+    lines = done.stdout.splitlines()
+    assert lines[0].startswith("guide: 24 species")
+    assert lines[-1].startswith("vesterdal.qmb: ") and "6 sightings, the first of s04" in lines[-1]
+    edited = (tmp_path / "vesterdal-edited.xml").read_text(encoding="utf-8")
+    assert 'protected="yes"' in edited and "map:regions" not in edited
