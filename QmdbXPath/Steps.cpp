@@ -343,12 +343,15 @@ class FilterStream : public NodeStream {
       return true;
     }
     Node n;
-    while (input_->next(n)) {
+    while (!exhausted_ && input_->next(n)) {
       bool pass = true;
       for (size_t k = 0; k < predicates_.size() && pass; ++k) {
         double position = ++counters_[k];
         pass = ev_.predicateHolds(*predicates_[k].expr, Context{n, position, position});
       }
+      // A literal position once reached lets nothing later through.
+      const Expr& first = *predicates_[0].expr;
+      exhausted_ = first.op == Op::Number && counters_[0] >= first.number;
       if (pass) {
         out = n;
         return true;
@@ -378,6 +381,7 @@ class FilterStream : public NodeStream {
   const std::vector<Predicate>& predicates_;
   std::vector<double> counters_;
   bool usesLast_ = false;
+  bool exhausted_ = false;
   bool collected_ = false;
   std::vector<Node> nodes_;
   size_t at_ = 0;

@@ -161,6 +161,8 @@ bool runXPathWorkloads(const RunOptions& o, const std::string& xmlPath,
   bool agree = true;
   std::ostringstream table;
   table << "## " << (o.size == "large" ? "Large" : "Small") << " (" << nowUtc() << ")\n\n"
+        << "- machine: " << machineDescription() << "; load average (1, 5, 15 min) "
+        << loadAverage() << "; best of " << o.repeat << "\n\n"
         << "| query | Qmdb | libxml2 | pugixml | nodes |\n|---|---:|---:|---:|---:|\n";
   for (const Query& q : queries) {
     Timing t[3];

@@ -19,3 +19,7 @@ execute_process(COMMAND ${BINARY}/flat_test ${BINARY}/indexed.qmb RESULT_VARIABL
 if(result)
   message(FATAL_ERROR "the C test of the flat interface failed")
 endif()
+execute_process(COMMAND ${BINARY}/xpath_c_test ${BINARY}/indexed.qmb RESULT_VARIABLE result)
+if(result)
+  message(FATAL_ERROR "the C test of the XPath function failed")
+endif()
