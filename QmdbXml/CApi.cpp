@@ -16,6 +16,25 @@ int report(const QmdbXml::Result& result, char* message, size_t size) {
   return result.ok ? 1 : 0;
 }
 
+// Runs `call` for a C caller: a missing database or path, or an exception,
+// is a failure like any other.
+template <typename Call>
+int guarded(Qmdb* db, const char* path, char* message, size_t size, Call call) {
+  QmdbXml::Result result;
+  if (db == nullptr || path == nullptr) {
+    result.ok = false;
+    result.message = "no database or no path";
+  } else {
+    try {
+      result = call();
+    } catch (...) {
+      result.ok = false;
+      result.message = std::string(path) + ": out of memory";
+    }
+  }
+  return report(result, message, size);
+}
+
 }  // namespace
 
 extern "C" {
@@ -38,12 +57,6 @@ void QmdbXml_saveDefaults(QmdbXmlSaveOptions* options) {
 
 int QmdbXml_load(Qmdb* db, const char* path, const QmdbXmlLoadOptions* options, long parent,
                  char* message, size_t messageSize) {
-  QmdbXml::Result result;
-  if (db == nullptr || path == nullptr) {
-    result.ok = false;
-    result.message = "no database or no path";
-    return report(result, message, messageSize);
-  }
   QmdbXml::LoadOptions o;
   if (options != nullptr) {
     o.comments = options->comments != 0;
@@ -52,35 +65,19 @@ int QmdbXml_load(Qmdb* db, const char* path, const QmdbXmlLoadOptions* options, 
     o.externalEntities = options->externalEntities != 0;
     o.unresolvedEntityIsError = options->unresolvedEntityIsError != 0;
   }
-  try {
-    result = QmdbXml::loadFile(*db, path, o, parent);
-  } catch (...) {
-    result.ok = false;
-    result.message = std::string(path) + ":0:0: out of memory";
-  }
-  return report(result, message, messageSize);
+  return guarded(db, path, message, messageSize,
+                 [&] { return QmdbXml::loadFile(*db, path, o, parent); });
 }
 
 int QmdbXml_save(Qmdb* db, const char* path, const QmdbXmlSaveOptions* options, long node,
                  char* message, size_t messageSize) {
-  QmdbXml::Result result;
-  if (db == nullptr || path == nullptr) {
-    result.ok = false;
-    result.message = "no database or no path";
-    return report(result, message, messageSize);
-  }
   QmdbXml::SaveOptions o;
   if (options != nullptr) {
     if (options->encoding != nullptr) o.encoding = options->encoding;
     o.declaration = options->declaration != 0;
   }
-  try {
-    result = QmdbXml::saveFile(*db, path, o, node);
-  } catch (...) {
-    result.ok = false;
-    result.message = std::string(path) + ": out of memory";
-  }
-  return report(result, message, messageSize);
+  return guarded(db, path, message, messageSize,
+                 [&] { return QmdbXml::saveFile(*db, path, o, node); });
 }
 
 }  // extern "C"

@@ -117,33 +117,44 @@ std::string characterDataLiteral(const std::string& value) {
   return out + "\"";
 }
 
-std::string attributeLiteral(const std::string& value) {
-  std::string out = "\"";
+std::string escaped(const std::string& value, bool inAttribute) {
+  // & and < would start markup, > could end a CDATA section, a CR would be
+  // read back as a newline, and in an attribute value a parser would turn a
+  // tab or newline into a space.
+  std::string out;
+  out.reserve(value.size() + 16);
   for (char c : value) {
     switch (c) {
       case '&':
-        out += "&#38;";
+        out += "&amp;";
         break;
       case '<':
-        out += "&#60;";
+        out += "&lt;";
         break;
-      case '"':
-        out += "&#34;";
-        break;
-      case '\t':
-        out += "&#9;";
-        break;
-      case '\n':
-        out += "&#10;";
+      case '>':
+        out += "&gt;";
         break;
       case '\r':
         out += "&#13;";
+        break;
+      case '"':
+        out += inAttribute ? "&quot;" : "\"";
+        break;
+      case '\t':
+        out += inAttribute ? "&#9;" : "\t";
+        break;
+      case '\n':
+        out += inAttribute ? "&#10;" : "\n";
         break;
       default:
         out += c;
     }
   }
-  return out + "\"";
+  return out;
+}
+
+std::string attributeLiteral(const std::string& value) {
+  return "\"" + escaped(value, true) + "\"";
 }
 
 std::string externalId(const xmlChar* publicId, const xmlChar* systemId) {

@@ -20,7 +20,10 @@ std::string replacementLiteral(const std::string& text);
 /// character data `text`: < and & become references that survive the
 /// declaration ("&#38;#60;"), % and " character references.
 std::string characterDataLiteral(const std::string& text);
-/// `text` as a quoted attribute default value: &, < and " as references.
+/// `text` escaped so that a parser reads it back unchanged as character
+/// data or, with `inAttribute`, as an attribute value in double quotes.
+std::string escaped(const std::string& text, bool inAttribute);
+/// `text` as a quoted attribute default value.
 std::string attributeLiteral(const std::string& text);
 
 /// PUBLIC "p" "s", PUBLIC "p" or SYSTEM "s" (for a notation the system

@@ -239,14 +239,35 @@ class Loader {
            std::to_string(xmlSAX2GetColumnNumber(context)) + ": ";
   }
 
-  // An attribute value with its references expanded (libxml2 leaves "&#38;"
-  // for & and "&name;" for entities when it does not substitute).
+  // An attribute value with its references expanded. libxml2 leaves "&#38;"
+  // for & and "&name;" for entities when it does not substitute; the text an
+  // entity brings has its whitespace normalized to spaces, as the parser does
+  // for the literal value itself.
   std::string expand(const std::string& value) {
-    xmlChar* decoded =
-        xmlStringDecodeEntities(context, xml(value.c_str()), XML_SUBSTITUTE_REF, 0, 0, 0);
-    if (decoded == nullptr) return value;
-    std::string out = text(decoded);
-    xmlFree(decoded);
+    std::string out;
+    size_t begin = 0;
+    while (begin < value.size()) {
+      size_t amp = value.find('&', begin);
+      size_t semicolon = amp == std::string::npos ? amp : value.find(';', amp);
+      if (semicolon == std::string::npos) {
+        out.append(value, begin, std::string::npos);
+        break;
+      }
+      out.append(value, begin, amp - begin);
+      std::string reference = value.substr(amp, semicolon + 1 - amp);
+      begin = semicolon + 1;
+      if (reference == "&#38;") {
+        out += '&';
+        continue;
+      }
+      xmlChar* decoded =
+          xmlStringDecodeEntities(context, xml(reference.c_str()), XML_SUBSTITUTE_REF, 0, 0, 0);
+      if (decoded == nullptr) continue;
+      for (const xmlChar* c = decoded; *c != 0; ++c) {
+        out += (*c == '\t' || *c == '\n' || *c == '\r') ? ' ' : static_cast<char>(*c);
+      }
+      xmlFree(decoded);
+    }
     return out;
   }
 

@@ -136,36 +136,7 @@ class Saver {
 
   bool text(long p, const std::string& value, bool inAttribute) {
     if (!valid(p, value)) return false;
-    std::string escaped;
-    escaped.reserve(value.size() + 16);
-    for (char c : value) {
-      switch (c) {
-        case '&':
-          escaped += "&amp;";
-          break;
-        case '<':
-          escaped += "&lt;";
-          break;
-        case '>':
-          escaped += "&gt;";
-          break;
-        case '\r':
-          escaped += "&#13;";
-          break;
-        case '"':
-          escaped += inAttribute ? "&quot;" : "\"";
-          break;
-        case '\t':
-          escaped += inAttribute ? "&#9;" : "\t";
-          break;
-        case '\n':
-          escaped += inAttribute ? "&#10;" : "\n";
-          break;
-        default:
-          escaped += c;
-      }
-    }
-    return put(escaped, true);
+    return put(escaped(value, inAttribute), true);
   }
 
   bool startTag(long p, bool empty) {

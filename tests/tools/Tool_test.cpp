@@ -330,6 +330,11 @@ TEST(Tool, XPathPrintsNodesAndValuesAndFindPointsToIt) {
                       std::to_string(std::stol(json.substr(json.find('\n') + 11))) +
                       ",\"kind\":\"string\",\"value\":\"Lynx\\tcat\"}\n");
 
+  EXPECT_EQ(tool(dir, "xpath zoo.qmb '//comment() | //animal[1] | //animal/@kind' --xml").out,
+            "<!--keepers-->\n<animal id=\"b2\" kind=\"bird\">Owl</animal>\nkind=\"bird\"\n");
+  EXPECT_EQ(tool(dir, "xpath zoo.qmb '//animal[2]/text()' --xml").out, "Lynx\tcat\n");
+  EXPECT_EQ(tool(dir, "xpath zoo.qmb '/' --xml --json").status, 2);
+
   Outcome bad = tool(dir, "xpath zoo.qmb '//animal[@id='");
   EXPECT_EQ(bad.status, 2);
   EXPECT_EQ(bad.err,

@@ -394,6 +394,13 @@ TEST_F(XmlTest, ReferencesInNamespacesAndRelativeSystemIdentifiers) {
   EXPECT_EQ(render(db, 1).substr(render(db, 1).find("],") + 2),
             "r[xmlns=urn:x xmlns:p=urn:x/p a=urn:x]");
 
+  // In an attribute value, the text an entity brings has its newlines made
+  // spaces; a character reference written in the value keeps its character.
+  Qmdb attributes(dir.file("attributes.qmb").c_str(), QmdbFileWrite);
+  std::string values = "<!DOCTYPE r [<!ENTITY e \"a\nb\">]><r x=\"&e; &amp; &#10;&lt;\"/>";
+  ASSERT_TRUE(QmdbXml::loadMemory(attributes, values.data(), values.size(), "v.xml").ok);
+  EXPECT_EQ(render(attributes, 1).substr(render(attributes, 1).find("],") + 2), "r[x=a b & \n<]");
+
   // A relative system identifier of the internal subset is made absolute, so
   // that the saved document still finds the entity from another folder.
   Qmdb inline_(dir.file("inline.qmb").c_str(), QmdbFileWrite);

@@ -4,9 +4,11 @@
 // value. Nodes are streamed as they are found, so a large result is never
 // held in memory.
 #include <Qmdb/QmdbXPath>
+#include <Qmdb/QmdbXml>
 
 #include <cmath>
 #include <cstdio>
+#include <iostream>
 
 #include "Tool.h"
 
@@ -90,16 +92,71 @@ std::string jsonValue(const QmdbXPath::Value& value) {
   }
 }
 
+// Writes a node as XML on standard output: an element, text, pi or comment as
+// the XML component writes it, an attribute as name="value"; false (with the
+// reason in `error`) when the XML cannot be written.
+bool writeXml(Qmdb& db, const QmdbXPath::Node& node, std::string& error) {
+  std::cout.flush();
+  if (node.attribute != 0) {
+    std::string out = QmdbXPath::name(db, node) + "=\"";
+    for (char c : QmdbXPath::stringValue(db, node)) {
+      switch (c) {
+        case '&':
+          out += "&amp;";
+          break;
+        case '<':
+          out += "&lt;";
+          break;
+        case '"':
+          out += "&quot;";
+          break;
+        case '\t':
+          out += "&#9;";
+          break;
+        case '\n':
+          out += "&#10;";
+          break;
+        case '\r':
+          out += "&#13;";
+          break;
+        default:
+          out += c;
+      }
+    }
+    std::cout << out << "\"\n";
+    return true;
+  }
+  QmdbXml::SaveOptions options;
+  options.declaration = false;
+  QmdbObjectType type = db.objectType(node.object);
+  bool text = type == QmdbString || type == QmdbEntity;
+  // A text node is a run of strings and entities: each is written in turn.
+  for (long h = node.object; h != 0; h = text ? db.next(h, QmdbSiblings) : 0) {
+    QmdbObjectType kind = db.objectType(h);
+    if (h != node.object && kind != QmdbString && kind != QmdbEntity) break;
+    QmdbXml::Result saved = QmdbXml::saveStream(db, std::cout, options, h);
+    if (!saved) {
+      error = saved.message;
+      return false;
+    }
+  }
+  std::cout << "\n";
+  return true;
+}
+
 }  // namespace
 
 int xpathCommand(const Args& args) {
   std::vector<std::string> positional;
   QmdbXPath::Variables variables;
   bool json = false;
+  bool xml = false;
   for (size_t i = 0; i < args.size(); ++i) {
     const std::string& arg = args[i];
     if (arg == "--json") {
       json = true;
+    } else if (arg == "--xml") {
+      xml = true;
     } else if (arg == "--var") {
       if (i + 1 == args.size()) return usageError("xpath", "--var takes NAME=VALUE");
       const std::string& binding = args[++i];
@@ -115,16 +172,21 @@ int xpathCommand(const Args& args) {
     }
   }
   if (positional.size() != 2) return usageError("xpath", "expects DB.qmb and EXPR");
+  if (json && xml) return usageError("xpath", "--json and --xml exclude each other");
   const std::string& expression = positional[1];
   std::unique_ptr<Qmdb> db = openDatabase(positional[0], QmdbFileRead);
   if (!db) return kFailure;
 
+  std::string xmlError;
   QmdbXPath::Result result =
       QmdbXPath::forEach(*db, expression, 1, variables, [&](const QmdbXPath::Node& node) {
+        if (xml) return writeXml(*db, node, xmlError);
         std::string line = json ? jsonNode(*db, node) : describeNode(*db, node);
         printf("%s\n", line.c_str());
         return true;
       });
+  std::cout.flush();
+  if (!xmlError.empty()) return failure(positional[0], "cannot write XML: " + xmlError);
   if (!result) {
     fprintf(stderr, "qmdb xpath: %s\n", result.message.c_str());
     if (result.offset < 0) return kFailure;

@@ -80,7 +80,7 @@ const Command kCommands[] = {
      "\n"
      "When a PATH that looks like XPath (it begins with '/', or holds '//', '['\n"
      "or '@') finds nothing, a note on stderr points to qmdb xpath."},
-    {"xpath", xpathCommand, "xpath DB.qmb EXPR [--var NAME=VALUE]... [--json]",
+    {"xpath", xpathCommand, "xpath DB.qmb EXPR [--var NAME=VALUE]... [--json|--xml]",
      "Evaluates the XPath 1.0 expression EXPR with the document's root as the\n"
      "context node. A node-set is printed a node per line in document order, as\n"
      "find prints objects (handle, kind, name, short text; an attribute shows its\n"
@@ -94,6 +94,7 @@ const Command kCommands[] = {
      "  --json            one JSON object per node ({\"handle\", \"kind\", \"name\",\n"
      "                    \"value\"}, plus \"attribute\" for attributes), or the\n"
      "                    value as JSON\n"
+     "  --xml             each node as XML (an attribute as name=\"value\"), one a line\n"
      "\n"
      "A malformed expression is reported with a mark under the fault (exit 2)."},
     {"index", indexCommand, "index DB.qmb NAME PATH [--key @ATTR]",
