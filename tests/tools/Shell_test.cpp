@@ -89,6 +89,14 @@ TEST(Shell, LooksAround) {
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(guide.others(), "");
 
+  // cat writes XML, each piece ending its line.
+  run = tool(guide.dir, "shell guide.qmb -c 'cat #192; cd #112; cat species/name; cat /'");
+  EXPECT_EQ(run.out,
+            "<species id=\"s1\"><name>Moth</name></species>\n"
+            "<name>Moth</name>\n<name>Beetle</name>\n" +
+                std::string(kGuide) + "\n");
+  EXPECT_EQ(run.status, 0);
+
   // The second group is the second of its name; the shared commands agree with the tool's.
   run =
       tool(guide.dir, "shell guide.qmb -c 'cd /guide/group/../group; cd #500; pwd; stats; check'");

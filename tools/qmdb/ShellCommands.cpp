@@ -6,11 +6,13 @@
 // current node when no target is given; editing commands change every object
 // a target finds unless they need exactly one.
 #include <Qmdb/QmdbXPath>
+#include <Qmdb/QmdbXml>
 
 #include "Shell.h"
 #include "Tool.h"
 
 #include <set>
+#include <streambuf>
 
 namespace qmdbtool {
 namespace {
@@ -144,6 +146,43 @@ bool runLs(Shell& shell, const Words& args) {
                       }
                       return true;
                     });
+}
+
+// Passes characters on to another stream buffer, remembering the last one,
+// so that cat can end its output with a newline without holding it.
+class LastCharacter : public std::streambuf {
+ public:
+  explicit LastCharacter(std::streambuf* to) : to_(to) {}
+  char last() const { return last_; }
+
+ protected:
+  int_type overflow(int_type c) override {
+    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
+    last_ = traits_type::to_char_type(c);
+    return to_->sputc(last_);
+  }
+  std::streamsize xsputn(const char* text, std::streamsize n) override {
+    if (n > 0) last_ = text[n - 1];
+    return to_->sputn(text, n);
+  }
+
+ private:
+  std::streambuf* to_;
+  char last_ = '\n';
+};
+
+bool runCat(Shell& shell, const Words& args) {
+  return lookAtEach(shell, args, {}, [](Shell& shell, Qmdb& db, long target, const ParsedArgs&) {
+    shell.out().flush();
+    LastCharacter tracker(shell.out().rdbuf());
+    std::ostream out(&tracker);
+    QmdbXml::SaveOptions options;
+    options.declaration = false;
+    QmdbXml::Result result = QmdbXml::saveStream(db, out, options, target);
+    out.flush();
+    if (tracker.last() != '\n') shell.out() << '\n';
+    return result.ok || shell.fail(result.message);
+  });
 }
 
 bool runCd(Shell& shell, const Words& args) {
@@ -531,6 +570,10 @@ const ShellCommand kShellCommands[] = {
     {"cd", runCd, "cd [TARGET|XPATH]",
      "Makes the node TARGET finds the current node; the root without TARGET.", false},
     {"pwd", runPwd, "pwd", "Prints the path of the current node, as /name[position]/...", false},
+    {"cat", runCat, "cat [TARGET]",
+     "Writes the current node, or each object TARGET finds, as XML (the whole\n"
+     "document for /).",
+     false},
     {"tree", runTree, "tree [TARGET] [--whitespace]",
      "Prints the outline of the current node, or of each object TARGET finds.", false},
     {"find", runFind, "find PATH [-i]",

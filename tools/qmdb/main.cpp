@@ -119,8 +119,8 @@ const Command kCommands[] = {
     {"shell", shellCommand, "shell [DB.qmb] [-c COMMANDS] [--bail]",
      "An interactive shell over DB.qmb (a new database when there is no such\n"
      "file), with line editing and a history kept in ~/.qmdb_history (or\n"
-     "$QMDB_HISTORY). It keeps a current node, looks (ls, cd, pwd, tree, find,\n"
-     "xpath, attrs, stats, check, indexes, keys, lookup) and edits (set-attr,\n"
+     "$QMDB_HISTORY). It keeps a current node, looks (ls, cd, pwd, cat, tree,\n"
+     "find, xpath, attrs, stats, check, indexes, keys, lookup) and edits (set-attr,\n"
      "rm-attr, set-text, rename, add-node, add-text, rm, mv, cp, index,\n"
      "drop-index).\n"
      "Edits go to a working copy beside the file (DB.qmb.shell-PID) until\n"
