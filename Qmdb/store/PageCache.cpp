@@ -324,6 +324,13 @@ uint8_t* resolveMiss(Store& store, long address) {
     if (frame->dirty && frame->page >= 0 &&
         store.heapTop > static_cast<long>(frame->page) * store.pageSize) {
       if (!writePage(store, frame, kMsgCannotOpenOutput)) return nullptr;
+      // The disk may write the page while the heap grows, rather than all
+      // pages at once when the next save syncs the file. A temporary swap
+      // file is never synced, and writing it out would be wasted.
+      if (store.named) {
+        QmCFileStartWriteBack(store.swapFile, static_cast<long>(frame->page) * store.pageSize,
+                              pageLength(store, frame->page));
+      }
     }
     tableRemove(store, frame);
     frame->page = -1;
