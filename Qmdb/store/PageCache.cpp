@@ -161,6 +161,12 @@ bool readPage(Store& store, Frame* frame, int32_t page) {
     report(store, kFatalError, "NOFILEREAD", kMsgReadFailed, static_cast<long>(page));
     return false;
   }
+  // The heap top's page read back: records made above the heap top leave
+  // bytes unwritten (padding, the rest of a text's block), which must be the
+  // zeros of a new page, not what the frame held before.
+  if (length >= 0 && length < store.pageSize && !frame->fresh) {
+    memset(frame->data + length, 0, static_cast<size_t>(store.pageSize - length));
+  }
   return true;
 }
 
