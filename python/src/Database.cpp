@@ -66,10 +66,11 @@ py::list find(const SessionPtr& session, long start, const std::string& path, bo
   {
     Locked lock(*session);
     Qmdb& db = live(Object{session, start});
+    const char* steps = cstr(path);
     QmdbList list;
     {
       py::gil_scoped_release release;
-      db.findPath(&list, path.c_str(), start, caseSensitive);
+      db.findPath(&list, steps, start, caseSensitive);
     }
     entries = entriesOf(session, list);
   }
@@ -92,7 +93,7 @@ DatabaseClass bindDatabase(py::module_& m, ObjectClass& object) {
       "_open",
       [](const std::string& path, const std::string& mode, std::optional<long> pages,
          std::optional<long> pageSize) {
-        return openDatabase(path.c_str(), modeOf(mode), positive(pages, "pages"),
+        return openDatabase(cstr(path), modeOf(mode), positive(pages, "pages"),
                             positive(pageSize, "page_size"));
       },
       py::arg("path"), py::arg("mode") = "r", py::arg("pages") = py::none(),
@@ -175,7 +176,7 @@ database visits every object of its document in document order.)");
           [](const Database& d, const std::optional<std::string>& gid) {
             Locked lock(*d.session);
             Qmdb& db = d.session->db();
-            long made = db.node(gid ? gid->c_str() : nullptr);
+            long made = db.node(cstr(gid));
             if (made == 0) fail(db, "cannot make a node");
             return wrap(d.session, made);
           },
