@@ -38,27 +38,39 @@ Database openDatabase(const char* path, QmdbFileMode mode, long pages, long page
   return Database{session};
 }
 
-void save(const Database& d) {
-  Locked lock(*d.session);
-  Qmdb& db = d.session->db();
+// Saves a named updatable database without the GIL; the failure, if it failed.
+// Lock held.
+std::optional<Failure> saveFailure(Qmdb& db) {
   bool saved;
   {
     py::gil_scoped_release release;
     db.clearError();
     saved = db.flush(false);
   }
-  if (!saved || db.errorCode() != nullptr) {
-    std::string message = db.errorMessage() != nullptr ? db.errorMessage() : "unusable";
-    throw Failure{ErrorKind::Error, "cannot save: " + message,
-                  db.errorCode() != nullptr ? db.errorCode() : ""};
-  }
+  if (saved && db.errorCode() == nullptr) return std::nullopt;
+  std::string message = db.errorMessage() != nullptr ? db.errorMessage() : "unusable";
+  return Failure{ErrorKind::Error, "cannot save: " + message,
+                 db.errorCode() != nullptr ? db.errorCode() : ""};
 }
 
+void save(const Database& d) {
+  Locked lock(*d.session);
+  if (std::optional<Failure> failure = saveFailure(d.session->db())) throw *failure;
+}
+
+// Closing saves first, so that a failed save is raised rather than lost in the
+// library's own save on closing; the database is closed either way.
 void close(const Database& d) {
   if (d.session->closed()) return;
   Locked lock(*d.session);
-  py::gil_scoped_release release;
-  d.session->close();
+  Qmdb& db = d.session->db();
+  std::optional<Failure> failure;
+  if (db.isUpdatable()) failure = saveFailure(db);
+  {
+    py::gil_scoped_release release;
+    d.session->close();
+  }
+  if (failure) throw *failure;
 }
 
 py::list find(const SessionPtr& session, long start, const std::string& path, bool caseSensitive) {
@@ -116,8 +128,9 @@ database visits every object of its document in document order.)");
            "Saves a named updatable database (all or nothing); raises Error when the save "
            "fails. A nameless or read-only database has nothing to save.")
       .def("close", &close,
-           "Closes the database, saving a named updatable one first. Safe to call twice; "
-           "its objects raise ClosedError afterwards.")
+           "Closes the database, saving a named updatable one first; raises Error when that "
+           "save fails (the database is closed all the same). Safe to call twice; its objects "
+           "raise ClosedError afterwards.")
       .def_property_readonly(
           "closed", [](const Database& d) { return d.session->closed(); },
           "Whether the database is closed.")
@@ -128,7 +141,9 @@ database visits every object of its document in document order.)");
             close(d);
             return false;
           },
-          "Closes the database (a named updatable one is saved on closing).")
+          "Closes the database, saving a named updatable one, also when the block ends with an "
+          "exception (the library saves whenever it closes a database). A failed save raises "
+          "Error.")
       .def_property_readonly(
           "path",
           [](const Database& d) {

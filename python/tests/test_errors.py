@@ -1,5 +1,8 @@
 """Errors as exceptions, closed databases, stale objects and refused texts."""
 
+import subprocess
+import sys
+
 import pytest
 
 import qmdb
@@ -68,6 +71,32 @@ def test_context_manager_closes_on_error(tmp_path):
             db.root.append("kept")
             raise RuntimeError("boom")
     assert db.closed
+    with qmdb.open(tmp_path / "e.qmb") as db:  # the library saves whenever it closes
+        assert [o.gid for o in db] == ["kept"]
+
+
+FULL_DISK = r"""
+import resource, signal, sys
+import qmdb
+
+signal.signal(signal.SIGXFSZ, signal.SIG_IGN)  # a write past the limit fails instead
+resource.setrlimit(resource.RLIMIT_FSIZE, (200_000, 200_000))
+db = qmdb.open(sys.argv[1], "w", pages=64, page_size=65536)
+for i in range(20_000):
+    db.root.append("item").append_text(f"text {i}")
+try:
+    with db:
+        pass
+except qmdb.Error as e:
+    print(db.closed, e.code is not None, "cannot save" in e.message)
+"""
+
+
+def test_a_failed_save_on_closing_raises(tmp_path):
+    done = subprocess.run([sys.executable, "-c", FULL_DISK, str(tmp_path / "f.qmb")],
+                          capture_output=True, text=True, timeout=60)
+    assert done.returncode == 0, done.stderr
+    assert done.stdout.split() == ["True", "True", "True"]
 
 
 def test_save_keeps_the_database_open(tmp_path):
