@@ -74,6 +74,11 @@ bool releaseLeastRecentlyUsed(Store& store);
 /// Writes every dirty frame below the heap top; the bytes written, or -1.
 long writeAllDirty(Store& store);
 
+/// Gives every frame that maps its page from the file a copy of its own (or
+/// frees it when memory runs out), before a store that only read starts
+/// writing: mapped bytes never go back to the file.
+void unmapFrames(Store& store);
+
 /// Frees frames from the head until `keep` remain.
 void freeFrames(Store& store, int32_t keep);
 
