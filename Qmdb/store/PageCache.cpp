@@ -403,6 +403,12 @@ uint8_t* resolveMiss(Store& store, long address) {
   return frame->data + offset;
 }
 
+uint8_t* fieldPointerMiss(Store& store, long address, long width) {
+  if (address < 0 || address > store.heapTop - width) return nullptr;
+  if (address % store.pageSize > store.pageSize - width) return nullptr;  // straddles a page
+  return resolveMiss(store, address);
+}
+
 long reserveMiss(Store& store, long n) {
   if (n > store.pageSize || n < 0) return 0;
   long room = store.pageSize - store.heapTop % store.pageSize;
