@@ -42,6 +42,15 @@ int QmCFileRemove(const char* name);
 int QmCFileSyncDirectory(const char* name);
 /// Whether `name` exists. Not counted.
 bool QmCFileExists(const char* name);
+/// Maps the `length` bytes of `file` at `offset` (a multiple of the system's
+/// page size) into memory that may be read, and written privately (nothing
+/// written there reaches the file). Null when those bytes do not all lie in
+/// the file, when the system refuses, or while a test has armed the fault seam
+/// or installed a layer: the caller then reads instead, through the counted
+/// calls. Not counted. The mapping outlives the stream's closing.
+void* QmCFileMap(FILE* file, long offset, size_t length);
+/// Unmaps what QmCFileMap gave; null is ignored.
+void QmCFileUnmap(void* address, size_t length);
 
 /// Kinds of advisory lock on a whole file.
 enum QmCLockKind { QmCUnlocked = 0, QmCSharedLock = 1, QmCExclusiveLock = 2 };

@@ -25,6 +25,7 @@ class QmdbPeer : public Peer {
   bool hasIndex() const override { return true; }
 
   void build(const EventList& list, const std::string& path) override {
+    path_ = path;
     db_.reset(new Qmdb(path.c_str(), QmdbFileWrite));
     if (!db_->isValid()) throw std::runtime_error("Qmdb: cannot create " + path);
     Qmdb& db = *db_;
@@ -53,16 +54,23 @@ class QmdbPeer : public Peer {
     if (!db.isValid() || open.size() != 1) throw std::runtime_error("Qmdb: build failed");
   }
 
+  // From a fresh open: the builder's opening is closed first (its lock would
+  // keep a reader out), and the searches read the saved file.
   PathCounts findPaths() override {
+    db_.reset();
+    Qmdb db(path_.c_str(), QmdbFileRead);
+    if (!db.isValid()) throw std::runtime_error("Qmdb: cannot open " + path_);
     PathCounts c;
     QmdbList list;
-    c.itemNames = static_cast<uint64_t>(db_->findPath(&list, ".../item/name", 1, true));
+    c.itemNames = static_cast<uint64_t>(db.findPath(&list, ".../item/name", 1, true));
     list.clear();
-    c.regionItems = static_cast<uint64_t>(db_->findPath(&list, "site/regions/*/item", 1, true));
+    c.regionItems = static_cast<uint64_t>(db.findPath(&list, "site/regions/*/item", 1, true));
     return c;
   }
 
   void indexPrepare(const IndexWork& work) override {
+    if (db_ == nullptr) db_.reset(new Qmdb(path_.c_str(), QmdbFileUpdate));
+    if (!db_->isValid()) throw std::runtime_error("Qmdb: cannot update " + path_);
     handles_.clear();
     handles_.reserve(work.keyed.size());
     uint64_t ordinal = 0;
@@ -114,6 +122,7 @@ class QmdbPeer : public Peer {
 
  private:
   std::unique_ptr<Qmdb> db_;
+  std::string path_;
   std::vector<long> handles_;
   long index_ = 0;
 };

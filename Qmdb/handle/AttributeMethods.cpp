@@ -23,9 +23,11 @@ namespace {
 long carrierBody(Qmdb& db, store::Store& s, long object) {
   long o = objects::handleOf(object);
   if (o == objects::kRoot) return 0;
-  QmdbObjectType kind = db.objectType(o);
+  if (o == 0) return 0;
+  long own = 0;
+  QmdbObjectType kind = Internal::kindAndBody(db, s, o, own);
   if (kind != QmdbNode && kind != QmdbEntity && kind != QmdbPi) return 0;
-  return objects::object::body(s, o);
+  return own;
 }
 
 // Name comparison: byte for byte, or with the ASCII letters A-Z equal to a-z

@@ -5,8 +5,10 @@
 #define QMDB_HANDLE_INTERNAL_H
 
 #include <cstdint>
+#include <typeinfo>
 
 #include "Qmdb/Qmdb"
+#include "Qmdb/objects/Records.h"
 #include "Qmdb/store/Store.h"
 
 class QmCEncoding;
@@ -33,6 +35,24 @@ class Internal {
   static uint32_t id(const Qmdb& db) { return db.id_; }
   /// The attribute list record in which free attributes are made (0 for none).
   static long& freeAttributes(Qmdb& db) { return db.freeAttributes_; }
+
+  /// Whether `db` is a Qmdb itself, whose virtual methods nobody overrode: its
+  /// composite operations may then read records instead of calling them.
+  static bool plain(const Qmdb& db) { return typeid(db) == typeid(Qmdb); }
+
+  /// The kind of object `h` (a positive handle other than the root) as the
+  /// virtual objectType gives it, and its body record: both read from the
+  /// object record at once when nobody overrode objectType.
+  static QmdbObjectType kindAndBody(const Qmdb& db, store::Store& s, long h, long& body) {
+    if (plain(db)) {
+      const objects::object::Fields f = objects::object::fields(s, h);
+      body = f.body;
+      return static_cast<QmdbObjectType>(f.kind);
+    }
+    QmdbObjectType kind = const_cast<Qmdb&>(db).objectType(h);
+    body = objects::object::body(s, h);
+    return kind;
+  }
 };
 
 }  // namespace qmdb::handle

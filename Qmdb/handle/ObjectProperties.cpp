@@ -30,8 +30,8 @@ enum class Property { kId, kValue, kNotation };
 long propertyText(Qmdb& db, store::Store& s, long o, Property property) {
   long h = qmdb::objects::handleOf(o);
   if (h == 0 || h == objects::kRoot) return 0;
-  QmdbObjectType kind = db.objectType(h);
-  long own = object::body(s, h);
+  long own = 0;
+  QmdbObjectType kind = Internal::kindAndBody(db, s, h, own);
   switch (property) {
     case Property::kId:
       return hasName(kind) && own != 0 ? objects::body::name(s, own) : 0;

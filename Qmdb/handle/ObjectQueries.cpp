@@ -49,18 +49,33 @@ long Qmdb::parent(long o) const {
   return objects::parentOf(*s, h);
 }
 
+namespace {
+
+// The child list of node `o` (the root record for the database root), or 0
+// when `o` is no node.
+long childListOf(const Qmdb& db, qmdb::store::Store& s, long o) {
+  long h = qmdb::objects::handleOf(o);
+  if (h == 0) return 0;
+  if (h == objects::kRoot) {
+    bool node = Internal::plain(db) || const_cast<Qmdb&>(db).objectType(h) == QmdbNode;
+    return node ? objects::kRootRecord : 0;
+  }
+  long own = 0;
+  return Internal::kindAndBody(db, s, h, own) == QmdbNode ? own : 0;
+}
+
+}  // namespace
+
 long Qmdb::first(long o) const {
   qmdb::store::Store* s = Internal::usable(*this);
-  long h = qmdb::objects::handleOf(o);
-  if (s == nullptr || const_cast<Qmdb*>(this)->objectType(h) != QmdbNode) return 0;
-  return nodeRecord::firstChild(*s, objects::childList(*s, h));
+  long list = s != nullptr ? childListOf(*this, *s, o) : 0;
+  return list != 0 ? nodeRecord::firstChild(*s, list) : 0;
 }
 
 long Qmdb::last(long o) const {
   qmdb::store::Store* s = Internal::usable(*this);
-  long h = qmdb::objects::handleOf(o);
-  if (s == nullptr || const_cast<Qmdb*>(this)->objectType(h) != QmdbNode) return 0;
-  return nodeRecord::lastChild(*s, objects::childList(*s, h));
+  long list = s != nullptr ? childListOf(*this, *s, o) : 0;
+  return list != 0 ? nodeRecord::lastChild(*s, list) : 0;
 }
 
 long Qmdb::next(long position, QmdbTraverseMode mode) const {

@@ -41,7 +41,9 @@ namespace nodeRecord = qmdb::objects::nodeRecord;
 
 namespace {
 
-enum class StepKind { kSelf, kParent, kChildren, kSubtree, kName };
+// kSubtreeName is "..." fused with the name step that follows it: one step
+// that visits every context of "..." and looks at its children at once.
+enum class StepKind { kSelf, kParent, kChildren, kSubtree, kName, kSubtreeName };
 
 // What a name step found when it compared stored names, by the heap address of
 // the name: objects of one name share one pooled heap string, so each is read
@@ -81,6 +83,10 @@ struct Step {
   std::string name;            // the text of a name step
   bool wantsChildren = false;  // the next step looks only at children ("*" or a name)
   NameMemo memo;               // the direct reader's answers for a name step
+  // A fused step's place: the context whose children it looks at, and the
+  // first of them that may have children (the next context), once seen.
+  long context = 0;
+  long firstParent = 0;
 };
 
 StepKind kindOf(const std::string& text) {
@@ -99,20 +105,40 @@ void splitPath(const char* path, std::vector<Step>& steps) {
     if (slash == nullptr) {
       if (*begin != '\0' || begin == path) {
         std::string text(begin);
-        steps.push_back({kindOf(text), text, false, {}});
+        steps.push_back({kindOf(text), text, false, {}, 0, 0});
       }
       return;
     }
     std::string text(begin, static_cast<size_t>(slash - begin));
-    steps.push_back({kindOf(text), text, false, {}});
+    steps.push_back({kindOf(text), text, false, {}, 0, 0});
     begin = slash + 1;
   }
+}
+
+// Fuses every "..." with a name step right after it. "A/.../n" finds, for
+// each context of "..." in document order (A, then every object below A), its
+// children named n; the fused step finds the same in the same order, but
+// learns the next context while it reads the children, instead of walking
+// to it again.
+void fuseSteps(std::vector<Step>& steps) {
+  size_t out = 0;
+  for (size_t i = 0; i < steps.size(); ++i) {
+    if (steps[i].kind == StepKind::kSubtree && i + 1 < steps.size() &&
+        steps[i + 1].kind == StepKind::kName) {
+      steps[i + 1].kind = StepKind::kSubtreeName;
+      ++i;
+    }
+    if (out != i) steps[out] = std::move(steps[i]);
+    ++out;
+  }
+  steps.erase(steps.begin() + static_cast<long>(out), steps.end());
 }
 
 void markChildSteps(std::vector<Step>& steps) {
   for (size_t i = 0; i + 1 < steps.size(); ++i) {
     StepKind next = steps[i + 1].kind;
-    steps[i].wantsChildren = next == StepKind::kChildren || next == StepKind::kName;
+    steps[i].wantsChildren =
+        next == StepKind::kChildren || next == StepKind::kName || next == StepKind::kSubtreeName;
   }
 }
 
@@ -215,6 +241,46 @@ class DirectReader {
   bool caseSensitive_;
 };
 
+// The next candidate of a fused "..." and name step below context root `b`:
+// the first match after `current` among the children of the step's context,
+// else among those of the contexts after it, in document order. 0 when none
+// is left or the step's budget of navigation calls is spent.
+template <class Reader>
+long subtreeName(Reader& reader, Step& step, long& budget, bool firstTry, long b, long current) {
+  long r = 0;
+  if (firstTry) {
+    step.context = b;
+    step.firstParent = 0;
+    if (budget-- > 0) r = reader.first(b);
+  } else if (budget-- > 0) {
+    r = reader.nextSibling(current);
+  }
+  for (;;) {
+    // The rest of the context's children.
+    for (; r != 0; r = reader.nextSibling(r)) {
+      if (step.firstParent == 0 && reader.mayHaveChildren(r)) step.firstParent = r;
+      if (reader.named(r, step)) return r;
+      if (budget-- <= 0) return 0;
+    }
+    // The next context: its first child that may have children, else the
+    // object after its subtree (objects that can have no children passed over).
+    long c = step.firstParent;
+    if (c == 0) {
+      if (step.context == b || budget-- <= 0) return 0;
+      c = reader.nextTree(-step.context);
+      while (c != 0 && c != -b && (c <= 0 || !reader.mayHaveChildren(c))) {
+        if (budget-- <= 0) return 0;
+        c = reader.nextTree(c);
+      }
+      if (c <= 0) return 0;
+    }
+    step.context = c;
+    step.firstParent = 0;
+    if (budget-- <= 0) return 0;
+    r = reader.first(c);
+  }
+}
+
 // The backtracking search over one reader; the number of objects found.
 template <class Reader>
 long search(Reader& reader, std::vector<Step>& steps, long* position, long* budgets, long start,
@@ -271,6 +337,10 @@ long search(Reader& reader, std::vector<Step>& steps, long* position, long* budg
           r = reader.nextSibling(r);
         }
         break;
+      case StepKind::kSubtreeName:
+        r = subtreeName(reader, step, budget, firstTry, level == 0 ? start : position[level - 1],
+                        current);
+        break;
     }
     position[level] = r;
     current = r;
@@ -312,6 +382,7 @@ long Qmdb::findPath(QmdbList* list, const char* path, long start, bool caseSensi
     return 0;
   }
 
+  fuseSteps(steps);
   markChildSteps(steps);
 
   // No sibling list or subtree of a sound heap is longer than this; on a

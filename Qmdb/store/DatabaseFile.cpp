@@ -351,6 +351,7 @@ bool makeUpdatable(Store& store) {
     store.pool.reset(new (std::nothrow) StringPool);
     if (store.pool == nullptr) return false;
   }
+  unmapFrames(store);
   store.readOnly = false;
   return true;
 }

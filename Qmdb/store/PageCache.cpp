@@ -170,17 +170,83 @@ bool readPage(Store& store, Frame* frame, int32_t page) {
   return true;
 }
 
+// --- zero-copy frames of a store that only reads ---
+//
+// A store that only reads never writes a frame back, so a frame may map its
+// page from the file instead of copying it into a buffer of its own: no copy,
+// and nothing to zero. The mapping is private, and unmapped when the frame
+// takes another page, so the resident memory stays that of the frames. Pages
+// the file does not hold whole (its last one, a file cut short) are read as
+// before, so that a short file is still reported, not a fault.
+
+// Mapping pays for its system calls only with large pages.
+constexpr int32_t kSmallestMappedPage = 65536;
+
+bool mapsPages(const Store& store) {
+  static const long systemPage = sysconf(_SC_PAGESIZE);
+  return store.readOnly && store.named && store.swapFile != nullptr &&
+         store.pageSize >= kSmallestMappedPage && systemPage > 0 &&
+         store.pageSize % systemPage == 0;
+}
+
+void releaseData(Store& store, Frame* frame) {
+  if (frame->mapped) {
+    QmCFileUnmap(frame->data, static_cast<size_t>(store.pageSize));
+  } else {
+    free(frame->data);
+  }
+  frame->data = nullptr;
+  frame->mapped = false;
+}
+
+// Makes sure the frame has a buffer of its own; false when memory ran out.
+bool ownBuffer(Store& store, Frame* frame) {
+  if (frame->data != nullptr && !frame->mapped) return true;
+  releaseData(store, frame);
+  // Zeroed memory: large blocks come straight from the system, already zero.
+  frame->data = static_cast<uint8_t*>(allocateZeroed(static_cast<size_t>(store.pageSize)));
+  frame->fresh = true;
+  return frame->data != nullptr;
+}
+
 Frame* newFrame(Store& store) {
   void* memory = allocate(sizeof(Frame));
   if (memory == nullptr) return nullptr;
   Frame* frame = new (memory) Frame;
-  // Zeroed memory: large blocks come straight from the system, already zero.
-  frame->data = static_cast<uint8_t*>(allocateZeroed(static_cast<size_t>(store.pageSize)));
-  if (frame->data == nullptr) {
+  // A store that maps its pages gives the frame its bytes when it fills it.
+  if (!mapsPages(store) && !ownBuffer(store, frame)) {
     free(memory);
     return nullptr;
   }
   return frame;
+}
+
+// Gives the frame the bytes of `page`: its mapping, a read into the frame's
+// own buffer, or (a page past the swap file) zeros.
+bool fillFrame(Store& store, Frame* frame, int32_t page) {
+  if (page < store.swapPages && mapsPages(store)) {
+    void* view = QmCFileMap(store.swapFile, static_cast<long>(page) * store.pageSize,
+                            static_cast<size_t>(store.pageSize));
+    if (view != nullptr) {
+      releaseData(store, frame);
+      frame->data = static_cast<uint8_t*>(view);
+      frame->mapped = true;
+      frame->fresh = false;
+      return true;
+    }
+  }
+  if (!ownBuffer(store, frame)) {
+    report(store, kFatalError, "MEMORYOVERFLOW", kMsgMemoryOverflow, "a page frame");
+    return false;
+  }
+  if (page < store.swapPages) return readPage(store, frame, page);
+  if (!frame->fresh) {
+    // A new page starts as zeros, so that bytes no record writes (padding, the
+    // rest of a text's block, a skipped page end) never carry stale memory
+    // into the file.
+    memset(frame->data, 0, static_cast<size_t>(store.pageSize));
+  }
+  return true;
 }
 
 // --- the adaptive frame limit ---
@@ -224,8 +290,8 @@ void noteReadBack(Store& store, int32_t page) {
   }
 }
 
-void deleteFrame(Frame* frame) {
-  free(frame->data);
+void deleteFrame(Store& store, Frame* frame) {
+  releaseData(store, frame);
   frame->~Frame();
   free(frame);
 }
@@ -310,7 +376,7 @@ uint8_t* resolveMiss(Store& store, long address) {
       ++store.frameCount;
       if (!tableGrow(store)) {
         --store.frameCount;
-        deleteFrame(frame);
+        deleteFrame(store, frame);
         frame = nullptr;
       }
     }
@@ -342,19 +408,18 @@ uint8_t* resolveMiss(Store& store, long address) {
     frame->page = -1;
     frame->dirty = false;
   }
-  if (page < store.swapPages) {
-    if (!readPage(store, frame, page)) return nullptr;
-  } else if (!frame->fresh) {
-    // A new page starts as zeros, so that bytes no record writes (padding, the
-    // rest of a text's block, a skipped page end) never carry stale memory
-    // into the file.
-    memset(frame->data, 0, static_cast<size_t>(store.pageSize));
-  }
+  if (!fillFrame(store, frame, page)) return nullptr;
   frame->fresh = false;
   frame->page = page;
   frame->dirty = false;
   tableInsert(store, frame);
   return frame->data + offset;
+}
+
+uint8_t* fieldPointerMiss(Store& store, long address, long width) {
+  if (address < 0 || address > store.heapTop - width) return nullptr;
+  if (address % store.pageSize > store.pageSize - width) return nullptr;  // straddles a page
+  return resolveMiss(store, address);
 }
 
 long reserveMiss(Store& store, long n) {
@@ -386,7 +451,7 @@ bool releaseLeastRecentlyUsed(Store& store) {
   }
   unlinkFrame(store, frame);
   tableRemove(store, frame);
-  deleteFrame(frame);
+  deleteFrame(store, frame);
   --store.frameCount;
   return true;
 }
@@ -405,12 +470,34 @@ long writeAllDirty(Store& store) {
   return total;
 }
 
+void unmapFrames(Store& store) {
+  for (Frame* frame = store.head; frame != nullptr;) {
+    Frame* next = frame->next;
+    if (frame->mapped) {
+      void* copy = allocate(static_cast<size_t>(store.pageSize));
+      if (copy != nullptr) {
+        memcpy(copy, frame->data, static_cast<size_t>(store.pageSize));
+        QmCFileUnmap(frame->data, static_cast<size_t>(store.pageSize));
+        frame->data = static_cast<uint8_t*>(copy);
+        frame->mapped = false;
+      } else {
+        // Clean, since the store only read: the page can be read again later.
+        unlinkFrame(store, frame);
+        tableRemove(store, frame);
+        deleteFrame(store, frame);
+        --store.frameCount;
+      }
+    }
+    frame = next;
+  }
+}
+
 void freeFrames(Store& store, int32_t keep) {
   while (store.frameCount > keep && store.head != nullptr) {
     Frame* frame = store.head;
     unlinkFrame(store, frame);
     tableRemove(store, frame);
-    deleteFrame(frame);
+    deleteFrame(store, frame);
     --store.frameCount;
   }
 }

@@ -58,7 +58,8 @@ constexpr long kNoBase = -(1L << 62);
 struct Frame {
   Frame* next = nullptr;      ///< less recently used
   Frame* previous = nullptr;  ///< more recently used
-  uint8_t* data = nullptr;    ///< pageSize bytes, never cleared
+  uint8_t* data = nullptr;    ///< pageSize bytes, never cleared; null until first filled
+  bool mapped = false;        ///< data is a private mapping of the page in the file
   int32_t page = -1;          ///< the page held; -1 for none
   long base = kNoBase;        ///< heap address of the page's first byte; kNoBase for none
   bool dirty = false;         ///< holds changes not yet in the swap file

@@ -176,12 +176,51 @@ TEST(PathSearchReaders, DirectAndVirtualSearchesAgree) {
         }
       }
     }
+    // "..." before a name is one fused step; ".../." before it is not, and
+    // must find the same objects in the same order.
+    for (const char* path :
+         {".../item/name", ".../ITEM/.../b", ".../amp", "*/.../name", ".../a/.../item/.../name"}) {
+      std::string unfused = path;
+      for (size_t at = unfused.find(".../"); at != std::string::npos;
+           at = unfused.find(".../", at + 6)) {
+        unfused.replace(at, 4, "..././");
+      }
+      for (bool caseSensitive : {true, false}) {
+        EXPECT_EQ(found(a, path, 1, caseSensitive), found(a, unfused.c_str(), 1, caseSensitive))
+            << path;
+        EXPECT_EQ(found(b, path, 1, caseSensitive), found(b, unfused.c_str(), 1, caseSensitive))
+            << path;
+      }
+    }
     EXPECT_EQ(found(a, "...", 1, true).size(), 1500u);
     EXPECT_GT(found(a, ".../item/name", 1, true).size(), 10u);
     EXPECT_GT(found(a, ".../item/name", 1, false).size(),
               found(a, ".../item/name", 1, true).size());
     EXPECT_GT(total, 10000u);
   }
+}
+
+// Results come in backtracking order, which is not document order: every
+// context's children before anything below them.
+TEST(PathSearchReaders, SubtreeNameStepsKeepBacktrackingOrder) {
+  Qmdb db;
+  long p = db.addNode(1, "p");
+  long x1 = db.addNode(p, "item");
+  long y = db.addNode(p, "y");
+  long x2 = db.addNode(y, "item");
+  db.addString(p, "text");
+  long z = db.addNode(p, "item");
+  long x3 = db.addNode(x1, "item");
+  long x4 = db.addNode(x3, "item");
+  long w = db.addNode(z, "w");
+  long x5 = db.addNode(w, "item");
+  EXPECT_EQ(found(db, ".../item", 1, true), (std::vector<long>{x1, z, x3, x4, x2, x5}));
+  EXPECT_EQ(found(db, ".../item", p, true), (std::vector<long>{x1, z, x3, x4, x2, x5}));
+  EXPECT_EQ(found(db, ".../item", x1, true), (std::vector<long>{x3, x4}));
+  EXPECT_EQ(found(db, ".../item", y, true), (std::vector<long>{x2}));
+  EXPECT_EQ(found(db, ".../item/item", 1, true), (std::vector<long>{x3, x4}));
+  EXPECT_EQ(found(db, "p/.../w/item", 1, true), (std::vector<long>{x5}));
+  EXPECT_EQ(found(db, ".../y/..", 1, true), (std::vector<long>{p}));
 }
 
 // Overriding getId or first changes what a search finds.

@@ -10,9 +10,9 @@
 
 namespace {
 
+using qmdb::test::renderChildren;
 using qmdb::test::ScopedEnv;
 using qmdb::test::TempDir;
-using qmdb::test::renderChildren;
 
 std::vector<long> walk(Qmdb& db, bool forward) {
   std::vector<long> positions;
@@ -95,6 +95,35 @@ TEST(Navigation, DerivedQueriesCallTheVirtualOperations) {
   EXPECT_EQ(db.count(p, QmdbSiblings), 1);
   EXPECT_EQ(db.byRank(p, 1), db.last(p));
   EXPECT_EQ(db.firstCalls, 2);
+}
+
+// Qmdb itself reads kinds from records; a class that overrides objectType
+// still decides what its getters, attribute lookups and child lists see.
+class HidingDb : public Qmdb {
+ public:
+  long hidden = 0;
+  QmdbObjectType objectType(long object) override {
+    return object == hidden || object == -hidden ? QmdbNoObject : Qmdb::objectType(object);
+  }
+};
+
+TEST(Navigation, OverriddenKindsReachTheCompositeOperations) {
+  HidingDb db;
+  long p = db.addNode(1, "p");
+  long c = db.addNode(p, "c");
+  db.addAttribute(p, "a", "v", static_cast<QmdbAttributeType>(1),
+                  static_cast<QmdbAttributeClass>(1));
+  db.hidden = p;
+  EXPECT_EQ(db.getId(p), nullptr);
+  EXPECT_EQ(db.first(p), 0);
+  EXPECT_EQ(db.last(p), 0);
+  EXPECT_EQ(db.attribute(p, "a", QmdbNoAttributeType, QmdbNoAttributeClass, true), 0);
+  db.hidden = 0;
+  EXPECT_STREQ(db.getId(p), "p");
+  EXPECT_EQ(db.first(p), c);
+  EXPECT_EQ(db.last(p), c);
+  EXPECT_STREQ(db.attrValue(db.attribute(p, "a", QmdbNoAttributeType, QmdbNoAttributeClass, true)),
+               "v");
 }
 
 // A tree of a few thousand objects through two frames of 1 KiB.
