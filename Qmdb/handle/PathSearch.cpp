@@ -79,11 +79,18 @@ class NameMemo {
   size_t used_ = 0;
 };
 
-// A context of a fused step that is still to be visited: an object that has
-// children, and its first child.
-struct Pending {
+// A candidate of a fused step: an object, and the number of its context in
+// document order (the step's root 0, every object below it the next number).
+struct Match {
+  long context;
   long handle;
-  long firstChild;
+};
+
+// Where a fused step goes on once it has read the children of an object: the
+// object's next sibling, and the number of their context.
+struct Ancestor {
+  long next;
+  long context;
 };
 
 struct Step {
@@ -91,10 +98,10 @@ struct Step {
   std::string name;            // the text of a name step
   bool wantsChildren = false;  // the next step looks only at children ("*" or a name)
   NameMemo memo;               // the direct reader's answers for a name step
-  // A fused step's contexts still to visit, the next one last: each with its
-  // first child, learnt when it was read as a child of the context before.
-  std::vector<Pending> pending;
-  size_t scanned = 0;  // where the children of the context being read begin
+  // A fused step's candidates, in the order it gives them, and the next one.
+  std::vector<Match> matches;
+  size_t next = 0;
+  std::vector<Ancestor> trail;  // where it goes on, for each object whose children it reads
 };
 
 StepKind kindOf(const std::string& text) {
@@ -113,21 +120,21 @@ void splitPath(const char* path, std::vector<Step>& steps) {
     if (slash == nullptr) {
       if (*begin != '\0' || begin == path) {
         std::string text(begin);
-        steps.push_back({kindOf(text), text, false, {}, {}, 0});
+        steps.push_back({kindOf(text), text, false, {}, {}, 0, {}});
       }
       return;
     }
     std::string text(begin, static_cast<size_t>(slash - begin));
-    steps.push_back({kindOf(text), text, false, {}, {}, 0});
+    steps.push_back({kindOf(text), text, false, {}, {}, 0, {}});
     begin = slash + 1;
   }
 }
 
 // Fuses every "..." with a name step right after it. "A/.../n" finds, for
 // each context of "..." in document order (A, then every object below A), its
-// children named n; the fused step finds the same in the same order, but
-// keeps the children that have children of their own as it reads them, so
-// that it never walks the tree a second time to reach the next context.
+// children named n; the fused step finds the same in the same order, but in
+// one walk through A's subtree instead of one walk to reach each context and
+// another through its children.
 void fuseSteps(std::vector<Step>& steps) {
   size_t out = 0;
   for (size_t i = 0; i < steps.size(); ++i) {
@@ -263,39 +270,53 @@ class DirectReader {
   bool caseSensitive_;
 };
 
-// The next candidate of a fused "..." and name step below context root `b`:
-// the first match after `current` among the children of the context being
-// read, else among those of the contexts after it, in document order. 0 when
-// none is left or the step's budget of navigation calls is spent. The
-// contexts still to visit are kept with their first child, the next one last.
+// Finds the candidates of a fused "..." and name step below context root `b`
+// in one walk in document order, which reads the heap front to back: every
+// object below b once, its name compared as a child of its parent. They are
+// then ordered as the two steps would find them: by their contexts' order in
+// the document, and within a context in sibling order (a stable sort by the
+// context's number). False when the step's budget of navigation calls is
+// spent (a damaged heap).
 template <class Reader>
-long subtreeName(Reader& reader, Step& step, long& budget, bool firstTry, long b, long current) {
-  long r = 0;
-  if (firstTry) {
-    step.pending.clear();
-    step.scanned = 0;
-    if (budget-- > 0) r = reader.first(b);
-  } else if (budget-- > 0) {
-    r = reader.nextSibling(current);
-  }
+bool collect(Reader& reader, Step& step, long& budget, long b) {
+  step.matches.clear();
+  step.trail.clear();
+  step.next = 0;
+  long counted = 0;  // the number given to the last object met
+  long context = 0;  // the number of the object whose children are being read
+  long x = budget-- > 0 ? reader.first(b) : 0;
   for (;;) {
-    // The rest of the context's children; those with children are kept.
-    for (; r != 0; r = reader.nextSibling(r)) {
-      if (budget-- <= 0) return 0;
-      long below = reader.first(r);
+    if (x != 0) {
+      if (budget-- <= 0) return false;
+      long number = ++counted;
+      if (reader.named(x, step)) step.matches.push_back({context, x});
+      long below = reader.first(x);
       if (below != 0) {
-        step.pending.push_back({r, below});
+        // Down to x's children; on the way back, on to x's next sibling.
+        step.trail.push_back({reader.nextSibling(x), context});
+        context = number;
+        x = below;
+      } else {
+        x = reader.nextSibling(x);
       }
-      if (reader.named(r, step)) return r;
+      continue;
     }
-    // The context's children that have children become contexts, the first
-    // of them next: they were kept in sibling order, and are turned round.
-    std::reverse(step.pending.begin() + static_cast<long>(step.scanned), step.pending.end());
-    if (step.pending.empty()) return 0;
-    r = step.pending.back().firstChild;
-    step.pending.pop_back();
-    step.scanned = step.pending.size();
+    if (step.trail.empty()) break;
+    x = step.trail.back().next;
+    context = step.trail.back().context;
+    step.trail.pop_back();
   }
+  std::stable_sort(step.matches.begin(), step.matches.end(),
+                   [](const Match& m, const Match& n) { return m.context < n.context; });
+  return true;
+}
+
+// The next candidate of a fused "..." and name step below context root `b`,
+// or 0 when none is left.
+template <class Reader>
+long subtreeName(Reader& reader, Step& step, long& budget, bool firstTry, long b) {
+  if (firstTry && !collect(reader, step, budget, b)) step.matches.clear();
+  return step.next < step.matches.size() ? step.matches[step.next++].handle : 0;
 }
 
 // The backtracking search over one reader; the number of objects found.
@@ -355,8 +376,7 @@ long search(Reader& reader, std::vector<Step>& steps, long* position, long* budg
         }
         break;
       case StepKind::kSubtreeName:
-        r = subtreeName(reader, step, budget, firstTry, level == 0 ? start : position[level - 1],
-                        current);
+        r = subtreeName(reader, step, budget, firstTry, level == 0 ? start : position[level - 1]);
         break;
     }
     position[level] = r;
@@ -396,9 +416,12 @@ long Qmdb::findPath(QmdbList* list, const char* path, long start, bool caseSensi
     splitPath(path, steps);
     fuseSteps(steps);
     markChildSteps(steps);
-    // Room for the contexts a fused step keeps, enough for most documents.
+    // Room for what a fused step keeps, enough for most documents.
     for (Step& step : steps) {
-      if (step.kind == StepKind::kSubtreeName) step.pending.reserve(64);
+      if (step.kind == StepKind::kSubtreeName) {
+        step.matches.reserve(64);
+        step.trail.reserve(64);
+      }
     }
   } catch (const std::bad_alloc&) {
     store::report(*s, store::kError, "MEMORYOVERFLOW", store::kMsgMemoryOverflow, "findPath()");
@@ -417,7 +440,7 @@ long Qmdb::findPath(QmdbList* list, const char* path, long start, bool caseSensi
     VirtualReader reader(*this, caseSensitive);
     return search(reader, steps, positions.data(), budgets.data(), start, list, stepLimit);
   } catch (const std::bad_alloc&) {
-    // A fused step could not keep a context: the search ends there.
+    // A fused step could not keep what it found: the search ends there.
     store::report(*s, store::kError, "MEMORYOVERFLOW", store::kMsgMemoryOverflow, "findPath()");
     return 0;
   }
