@@ -16,4 +16,14 @@ if(Python3_Interpreter_FOUND)
   set(QMDB_PYTHON_INSTALL_DIR
       "lib/python${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR}/${QMDB_PYTHON_SITE_NAME}"
       CACHE STRING "Where the Python package is installed, relative to the prefix")
+  # Say so when the interpreter will not find the installed package by itself.
+  set(installed "${CMAKE_INSTALL_PREFIX}/${QMDB_PYTHON_INSTALL_DIR}")
+  execute_process(
+    COMMAND ${Python3_EXECUTABLE} -c "import os, sys; print(os.path.normpath(sys.argv[1]) in sys.path)"
+            "${installed}"
+    OUTPUT_VARIABLE on_path OUTPUT_STRIP_TRAILING_WHITESPACE)
+  if(NOT on_path STREQUAL "True")
+    message(STATUS "Python package installs to ${installed}, which ${Python3_EXECUTABLE} "
+                   "does not search: add it to PYTHONPATH")
+  endif()
 endif()

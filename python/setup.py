@@ -31,7 +31,9 @@ class CMakeBuild(build_ext):
         if not os.path.exists(os.path.join(SOURCE, "Qmdb", "Qmdb")):
             raise RuntimeError("the qmdb package is built from a checkout of the whole project")
         target = os.path.dirname(os.path.abspath(self.get_ext_fullpath(ext.name)))
-        build = os.path.abspath(os.path.join(self.build_temp, "cmake"))
+        # QMDB_CMAKE_BUILD puts the CMake build elsewhere than under python/build.
+        build = os.path.abspath(os.environ.get("QMDB_CMAKE_BUILD")
+                                or os.path.join(self.build_temp, "cmake"))
         os.makedirs(build, exist_ok=True)
         subprocess.check_call([
             "cmake", "-S", SOURCE, "-B", build, "-DCMAKE_BUILD_TYPE=Release",

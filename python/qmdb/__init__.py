@@ -70,8 +70,6 @@ def _load_options(options):
 
 
 def _load_into(parent: Object, source, options) -> None:
-    if not hasattr(_qmdb, "_load_xml"):
-        raise Error("this build of qmdb has no XML support (the QmdbXml component)")
     options = _load_options(options)
     if isinstance(source, (str, os.PathLike)):
         found = _qmdb._load_xml(parent, os.fspath(source), "", options)
@@ -169,10 +167,9 @@ Entity.attrs = property(_attrs)
 PI.attrs = property(_attrs)
 Database.indexes = property(_indexes)
 Database.__iter__ = _iterate
-if hasattr(_qmdb, "_load_xml"):
-    Database.load_xml = _load_xml_method
-    Database.write_xml = _write_xml
-    Node.write_xml = _write_xml
+Database.load_xml = _load_xml_method
+Database.write_xml = _write_xml
+Node.write_xml = _write_xml
 
 # Everything is documented as part of qmdb itself, wherever it is defined.
 for _cls in (Database, Object, Node, Text, Entity, PI, Attr, Attrs, Index, Indexes, Error,

@@ -10,6 +10,9 @@ class Error(Exception):
     upper-case word such as "NOFILEOPEN") when the database reported one, else None.
     """
 
+    message: str
+    code: Optional[str]
+
     def __init__(self, message: str, code: Optional[str] = None) -> None:
         super().__init__(message)
         self.message = message

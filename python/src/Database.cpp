@@ -38,27 +38,39 @@ Database openDatabase(const char* path, QmdbFileMode mode, long pages, long page
   return Database{session};
 }
 
-void save(const Database& d) {
-  Locked lock(*d.session);
-  Qmdb& db = d.session->db();
+// Saves a named updatable database without the GIL; the failure, if it failed.
+// Lock held.
+std::optional<Failure> saveFailure(Qmdb& db) {
   bool saved;
   {
     py::gil_scoped_release release;
     db.clearError();
     saved = db.flush(false);
   }
-  if (!saved || db.errorCode() != nullptr) {
-    std::string message = db.errorMessage() != nullptr ? db.errorMessage() : "unusable";
-    throw Failure{ErrorKind::Error, "cannot save: " + message,
-                  db.errorCode() != nullptr ? db.errorCode() : ""};
-  }
+  if (saved && db.errorCode() == nullptr) return std::nullopt;
+  std::string message = db.errorMessage() != nullptr ? db.errorMessage() : "unusable";
+  return Failure{ErrorKind::Error, "cannot save: " + message,
+                 db.errorCode() != nullptr ? db.errorCode() : ""};
 }
 
+void save(const Database& d) {
+  Locked lock(*d.session);
+  if (std::optional<Failure> failure = saveFailure(d.session->db())) throw *failure;
+}
+
+// Closing saves first, so that a failed save is raised rather than lost in the
+// library's own save on closing; the database is closed either way.
 void close(const Database& d) {
   if (d.session->closed()) return;
   Locked lock(*d.session);
-  py::gil_scoped_release release;
-  d.session->close();
+  Qmdb& db = d.session->db();
+  std::optional<Failure> failure;
+  if (db.isUpdatable()) failure = saveFailure(db);
+  {
+    py::gil_scoped_release release;
+    d.session->close();
+  }
+  if (failure) throw *failure;
 }
 
 py::list find(const SessionPtr& session, long start, const std::string& path, bool caseSensitive) {
@@ -66,10 +78,11 @@ py::list find(const SessionPtr& session, long start, const std::string& path, bo
   {
     Locked lock(*session);
     Qmdb& db = live(Object{session, start});
+    const char* steps = cstr(path);
     QmdbList list;
     {
       py::gil_scoped_release release;
-      db.findPath(&list, path.c_str(), start, caseSensitive);
+      db.findPath(&list, steps, start, caseSensitive);
     }
     entries = entriesOf(session, list);
   }
@@ -92,7 +105,7 @@ DatabaseClass bindDatabase(py::module_& m, ObjectClass& object) {
       "_open",
       [](const std::string& path, const std::string& mode, std::optional<long> pages,
          std::optional<long> pageSize) {
-        return openDatabase(path.c_str(), modeOf(mode), positive(pages, "pages"),
+        return openDatabase(cstr(path), modeOf(mode), positive(pages, "pages"),
                             positive(pageSize, "page_size"));
       },
       py::arg("path"), py::arg("mode") = "r", py::arg("pages") = py::none(),
@@ -115,8 +128,9 @@ database visits every object of its document in document order.)");
            "Saves a named updatable database (all or nothing); raises Error when the save "
            "fails. A nameless or read-only database has nothing to save.")
       .def("close", &close,
-           "Closes the database, saving a named updatable one first. Safe to call twice; "
-           "its objects raise ClosedError afterwards.")
+           "Closes the database, saving a named updatable one first; raises Error when that "
+           "save fails (the database is closed all the same). Safe to call twice; its objects "
+           "raise ClosedError afterwards.")
       .def_property_readonly(
           "closed", [](const Database& d) { return d.session->closed(); },
           "Whether the database is closed.")
@@ -127,7 +141,9 @@ database visits every object of its document in document order.)");
             close(d);
             return false;
           },
-          "Closes the database (a named updatable one is saved on closing).")
+          "Closes the database, saving a named updatable one, also when the block ends with an "
+          "exception (the library saves whenever it closes a database). A failed save raises "
+          "Error.")
       .def_property_readonly(
           "path",
           [](const Database& d) {
@@ -175,7 +191,7 @@ database visits every object of its document in document order.)");
           [](const Database& d, const std::optional<std::string>& gid) {
             Locked lock(*d.session);
             Qmdb& db = d.session->db();
-            long made = db.node(gid ? gid->c_str() : nullptr);
+            long made = db.node(cstr(gid));
             if (made == 0) fail(db, "cannot make a node");
             return wrap(d.session, made);
           },

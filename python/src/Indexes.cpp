@@ -11,7 +11,7 @@ namespace qmdbpy {
 namespace {
 
 long indexNamed(Qmdb& db, const std::string& name) {
-  long index = db.index(name.c_str());
+  long index = db.index(cstr(name));
   if (index == 0) throw py::key_error(name);
   return index;
 }
@@ -26,9 +26,10 @@ py::list collect(const Database& d, const std::string& name, const std::optional
     Qmdb& db = d.session->db();
     long index = indexNamed(db, name);
     if (pull && !db.isUpdatable()) fail("the database is read-only");
+    // The library takes the keys as char*, though it does not change them.
     std::string fromKey = from.value_or(""), toKey = to.value_or("");
-    char* fromArg = from ? fromKey.data() : nullptr;
-    char* toArg = to ? toKey.data() : nullptr;
+    char* fromArg = from ? const_cast<char*>(cstr(fromKey)) : nullptr;
+    char* toArg = to ? const_cast<char*>(cstr(toKey)) : nullptr;
     QmdbList list;
     {
       py::gil_scoped_release release;
@@ -64,7 +65,7 @@ void bindIndexes(DatabaseClass& database) {
           "_index_exists",
           [](const Database& d, const std::string& name) {
             Locked lock(*d.session);
-            return d.session->db().index(name.c_str()) != 0;
+            return d.session->db().index(cstr(name)) != 0;
           },
           "Whether an index of that name exists.")
       .def(
@@ -72,8 +73,8 @@ void bindIndexes(DatabaseClass& database) {
           [](const Database& d, const std::string& name) {
             Locked lock(*d.session);
             Qmdb& db = d.session->db();
-            if (db.index(name.c_str()) != 0) fail("an index named " + name + " exists already");
-            if (db.addIndex(name.c_str()) == 0) fail(db, "cannot make the index " + name);
+            if (db.index(cstr(name)) != 0) fail("an index named " + name + " exists already");
+            if (db.addIndex(cstr(name)) == 0) fail(db, "cannot make the index " + name);
             d.session->edited();
           },
           "Makes a new empty index; Error when the name is taken or the database read-only.")
@@ -83,7 +84,7 @@ void bindIndexes(DatabaseClass& database) {
             Locked lock(*d.session);
             Qmdb& db = d.session->db();
             indexNamed(db, name);
-            if (!db.dropIndex(name.c_str())) fail(db, "cannot drop the index " + name);
+            if (!db.dropIndex(cstr(name))) fail(db, "cannot drop the index " + name);
             d.session->edited();
           },
           "Drops the index; KeyError when there is none.")
@@ -92,7 +93,7 @@ void bindIndexes(DatabaseClass& database) {
           [](const Database& d, const std::string& name, const std::string& to) {
             Locked lock(*d.session);
             Qmdb& db = d.session->db();
-            if (db.setIndexName(indexNamed(db, name), to.c_str()) == 0) {
+            if (db.setIndexName(indexNamed(db, name), cstr(to)) == 0) {
               fail(db, "cannot rename the index " + name + " to " + to);
             }
           },
@@ -121,7 +122,7 @@ void bindIndexes(DatabaseClass& database) {
             Qmdb& db = d.session->db();
             long index = indexNamed(db, name);
             Qmdb& owner = live(o);
-            if (db.putIndex(index, &owner, o.handle, key ? key->c_str() : nullptr, unique) == 0) {
+            if (db.putIndex(index, &owner, o.handle, cstr(key), unique) == 0) {
               fail(db, "cannot put the object into the index " + name);
             }
             d.session->edited();

@@ -56,11 +56,7 @@ PYBIND11_MODULE(_qmdb, m) {
   bindWalks(m, object);
   DatabaseClass database = bindDatabase(m, object);
   bindIndexes(database);
-#ifdef HAVE_QMDBXML
   bindXml(m, database);
-#endif
-#ifdef HAVE_QMDBXPATH
   bindXPath(object, database);
-#endif
   m.attr("api_version") = py::str(Qmdb::apiVersion());
 }

@@ -28,11 +28,6 @@ const char* kindName(QmdbObjectType type) {
   }
 }
 
-// A Python str argument as a C string; None as null.
-const char* cstr(const std::optional<std::string>& s) {
-  return s ? s->c_str() : nullptr;
-}
-
 // Where an object is to go: under `parent` after the child `after` (0: first).
 struct Place {
   Object parent;
@@ -89,7 +84,7 @@ std::optional<Object> asObject(const py::object& o) {
 
 // The attribute named `name` (exactly) of the object, or 0.
 long findAttribute(Qmdb& db, long object, const std::string& name) {
-  return db.attribute(object, name.c_str(), QmdbNoAttributeType, QmdbNoAttributeClass, true);
+  return db.attribute(object, cstr(name), QmdbNoAttributeType, QmdbNoAttributeClass, true);
 }
 
 // Makes a new child of `o` with `make(db, after)` after the child named by
@@ -134,6 +129,15 @@ Qmdb& live(const Object& object) {
          ErrorKind::NoObject);
   }
   return db;
+}
+
+Qmdb& live(const Attr& attr) {
+  Qmdb& db = live(Object{attr.session, attr.owner});
+  for (long a = db.attribute(attr.owner, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
+       a != 0; a = db.nextAttribute(a)) {
+    if (a == attr.handle) return db;
+  }
+  fail("the attribute is no longer on its object", ErrorKind::NoObject);
 }
 
 py::object wrap(const SessionPtr& session, long handle) {
@@ -437,7 +441,7 @@ qmdb.ClosedError. An object that was dropped raises qmdb.NoObjectError.)");
             Qmdb& db = live(o);
             long a = findAttribute(db, o.handle, name);
             long done = a != 0 ? db.setAttrValue(a, cstr(value))
-                               : db.addAttribute(o.handle, name.c_str(), cstr(value),
+                               : db.addAttribute(o.handle, cstr(name), cstr(value),
                                                  static_cast<QmdbAttributeType>(1),
                                                  static_cast<QmdbAttributeClass>(1));
             if (done == 0) fail(db, "cannot set the attribute " + name);
@@ -481,7 +485,7 @@ iterating over the node itself visits everything below it in document order.)")
           "append",
           [](const Node& o, const std::string& gid, const py::object& after) {
             return addChild(o, after, "a node", [&](Qmdb& db, long placeAfter) {
-              return db.insertNode(o.handle, placeAfter, gid.c_str());
+              return db.insertNode(o.handle, placeAfter, cstr(gid));
             });
           },
           py::arg("gid"), py::kw_only(), py::arg("after") = py::none(),
@@ -491,7 +495,7 @@ iterating over the node itself visits everything below it in document order.)")
           "append_text",
           [](const Node& o, const std::string& value, const py::object& after) {
             return addChild(o, after, "a text", [&](Qmdb& db, long placeAfter) {
-              return db.insertString(o.handle, placeAfter, value.c_str());
+              return db.insertString(o.handle, placeAfter, cstr(value));
             });
           },
           py::arg("text"), py::kw_only(), py::arg("after") = py::none(),
@@ -501,7 +505,7 @@ iterating over the node itself visits everything below it in document order.)")
           [](const Node& o, const std::string& target, const std::optional<std::string>& data,
              const py::object& after) {
             return addChild(o, after, "a pi", [&](Qmdb& db, long placeAfter) {
-              return db.insertPi(o.handle, placeAfter, target.c_str(), cstr(data));
+              return db.insertPi(o.handle, placeAfter, cstr(target), cstr(data));
             });
           },
           py::arg("target"), py::arg("data") = py::none(), py::kw_only(),
@@ -512,7 +516,7 @@ iterating over the node itself visits everything below it in document order.)")
           [](const Node& o, const std::string& name, const std::optional<std::string>& value,
              long type, const py::object& after) {
             return addChild(o, after, "an entity", [&](Qmdb& db, long placeAfter) {
-              return db.insertEntity(o.handle, placeAfter, name.c_str(), cstr(value),
+              return db.insertEntity(o.handle, placeAfter, cstr(name), cstr(value),
                                      static_cast<QmdbEntityType>(type));
             });
           },
@@ -564,20 +568,21 @@ data). Comments are pis with the target "#comment".)");
           "name",
           [](const Attr& a) {
             Locked lock(*a.session);
-            return text(a.session->db().attrName(a.handle));
+            return text(live(a).attrName(a.handle));
           },
           "The attribute's name.")
       .def_property_readonly(
           "value",
           [](const Attr& a) {
             Locked lock(*a.session);
-            return text(a.session->db().attrValue(a.handle));
+            return text(live(a).attrValue(a.handle));
           },
           "The attribute's value.")
       .def_property_readonly(
           "parent",
           [](const Attr& a) {
             Locked lock(*a.session);
+            live(a);
             return wrap(a.session, a.owner);
           },
           "The object the attribute belongs to.")
@@ -594,12 +599,17 @@ data). Comments are pis with the target "#comment".)");
       .def("__str__",
            [](const Attr& a) {
              Locked lock(*a.session);
-             return text(a.session->db().attrValue(a.handle));
+             return text(live(a).attrValue(a.handle));
            })
       .def("__repr__", [](const Attr& a) {
+        if (a.session->closed()) return std::string("<qmdb.Attr (closed)>");
         Locked lock(*a.session);
-        return "<qmdb.Attr " +
-               py::repr(text(a.session->db().attrName(a.handle))).cast<std::string>() + ">";
+        try {
+          return "<qmdb.Attr " + py::repr(text(live(a).attrName(a.handle))).cast<std::string>() +
+                 ">";
+        } catch (const Failure&) {
+          return std::string("<qmdb.Attr (gone)>");
+        }
       });
   return object;
 }

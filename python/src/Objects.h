@@ -44,6 +44,10 @@ py::object wrap(const SessionPtr& session, long handle);
 /// the handle still names an object of it; throws Failure otherwise. Lock held.
 Qmdb& live(const Object& object);
 
+/// The database of an attribute, after checking that its owner is open and live
+/// and still has it: a deleted attribute's handle names freed heap. Lock held.
+Qmdb& live(const Attr& attr);
+
 /// The Python Database of a session (a new wrapper sharing it).
 py::object database(const SessionPtr& session);
 

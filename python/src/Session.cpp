@@ -110,4 +110,13 @@ py::object text(const char* s) {
   return py::str(s);
 }
 
+const char* cstr(const std::string& s) {
+  if (s.find('\0') != std::string::npos) throw py::value_error("a text holds a NUL character");
+  return s.c_str();
+}
+
+const char* cstr(const std::optional<std::string>& s) {
+  return s ? cstr(*s) : nullptr;
+}
+
 }  // namespace qmdbpy

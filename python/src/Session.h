@@ -17,6 +17,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace qmdbpy {
@@ -95,6 +96,11 @@ void raise(const Failure& failure);
 
 /// A text of the database as a Python str (None for null). Call with the lock held.
 py::object text(const char* s);
+
+/// A str from Python as the C string the library takes (None: null). Raises
+/// ValueError for a str holding a NUL character, which would cut it short.
+const char* cstr(const std::string& s);
+const char* cstr(const std::optional<std::string>& s);
 
 }  // namespace qmdbpy
 

@@ -51,6 +51,17 @@ py::object evaluate(const SessionPtr& session, long context, const std::string& 
   {
     Locked lock(*session);
     Qmdb& db = live(Object{session, context});
+    // The evaluator trusts the handles it is given; a variable may hold an
+    // object dropped since Python got it.
+    for (const auto& [name, value] : bound) {
+      for (const QmdbXPath::Node& n : value.nodes) {
+        if (n.attribute != 0) {
+          live(Attr{session, n.object, n.attribute});
+        } else {
+          live(Object{session, n.object});
+        }
+      }
+    }
     {
       py::gil_scoped_release release;
       result = QmdbXPath::evaluate(db, expression, context, bound);

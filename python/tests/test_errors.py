@@ -1,6 +1,7 @@
-"""Errors as exceptions, closed databases, and threads."""
+"""Errors as exceptions, closed databases, stale objects and refused texts."""
 
-import threading
+import subprocess
+import sys
 
 import pytest
 
@@ -70,6 +71,32 @@ def test_context_manager_closes_on_error(tmp_path):
             db.root.append("kept")
             raise RuntimeError("boom")
     assert db.closed
+    with qmdb.open(tmp_path / "e.qmb") as db:  # the library saves whenever it closes
+        assert [o.gid for o in db] == ["kept"]
+
+
+FULL_DISK = r"""
+import resource, signal, sys
+import qmdb
+
+signal.signal(signal.SIGXFSZ, signal.SIG_IGN)  # a write past the limit fails instead
+resource.setrlimit(resource.RLIMIT_FSIZE, (200_000, 200_000))
+db = qmdb.open(sys.argv[1], "w", pages=64, page_size=65536)
+for i in range(20_000):
+    db.root.append("item").append_text(f"text {i}")
+try:
+    with db:
+        pass
+except qmdb.Error as e:
+    print(db.closed, e.code is not None, "cannot save" in e.message)
+"""
+
+
+def test_a_failed_save_on_closing_raises(tmp_path):
+    done = subprocess.run([sys.executable, "-c", FULL_DISK, str(tmp_path / "f.qmb")],
+                          capture_output=True, text=True, timeout=60)
+    assert done.returncode == 0, done.stderr
+    assert done.stdout.split() == ["True", "True", "True"]
 
 
 def test_save_keeps_the_database_open(tmp_path):
@@ -93,20 +120,46 @@ def test_save_keeps_the_database_open(tmp_path):
             db.root.append("x")
 
 
-def test_threads_share_one_database(db):
+def test_stale_objects_raise(db):
     top = db.root.append("top")
-    errors = []
+    top.attrs["a"] = "1"
+    top.attrs["b"] = "2"
+    a, b = db.xpath("//top/@*")
+    del top.attrs["a"]
+    for _ in range(50):  # new attributes may take the deleted one's place in the heap
+        top.attrs[f"x{_}"] = "v" * 40
+    with pytest.raises(qmdb.NoObjectError):
+        a.value
+    with pytest.raises(qmdb.NoObjectError):
+        a.name
+    with pytest.raises(qmdb.NoObjectError):
+        a.parent
+    assert (b.name, b.value, b.parent) == ("b", "2", top) and "gone" in repr(a)
+    gone = top.append("gone")
+    gone.drop()
+    with pytest.raises(qmdb.NoObjectError):
+        db.xpath("count($v/*)", v=gone)
+    with pytest.raises(qmdb.NoObjectError):
+        db.xpath("count($v)", v=[top, a])
+    with pytest.raises(qmdb.NoObjectError):
+        gone.xpath(".")
+    db.close()
+    with pytest.raises(qmdb.ClosedError):
+        b.value
+    assert "closed" in repr(b)
 
-    def add(name):
-        try:
-            for _ in range(300):
-                top.append(name).append_text(name)
-        except Exception as e:  # pragma: no cover - reported below
-            errors.append(e)
 
-    threads = [threading.Thread(target=add, args=(f"t{i}",)) for i in range(4)]
-    for t in threads:
-        t.start()
-    for t in threads:
-        t.join()
-    assert errors == [] and len(top) == 1200 and top.count() == 2400
+def test_texts_with_nul_are_refused(db):
+    top = db.root.append("top")
+    for action in (lambda: db.root.append("a\0b"), lambda: top.append_text("x\0"),
+                   lambda: setattr(top, "gid", "a\0"), lambda: top.attrs.__setitem__("k", "\0"),
+                   lambda: top.attrs.__setitem__("k\0", "v"), lambda: db.find("top\0/x"),
+                   lambda: db.indexes.create("i\0"), lambda: top.append_pi("t", "d\0")):
+        with pytest.raises(ValueError):
+            action()
+    assert [o.gid for o in db] == ["top"] and dict(top.attrs) == {}
+    idx = db.indexes.create("i")
+    idx.add(top, "k")
+    with pytest.raises(ValueError):
+        idx.range("k\0")
+    assert idx["k"] == [top]

@@ -4,14 +4,6 @@ import os
 import subprocess
 import sys
 
-import pytest
-
-import qmdb
-
-# Loading needs the XML component; a build without it has no XML to test.
-pytestmark = pytest.mark.skipif(not hasattr(qmdb.Database, "load_xml"),
-                                reason="built without the XML component")
-
 EXAMPLE = os.path.join(os.path.dirname(__file__), "..", "..", "examples", "python",
                        "larger_than_memory.py")
 DOCUMENT_MB = 48

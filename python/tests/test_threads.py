@@ -1,0 +1,127 @@
+"""Threads: long operations let other Python threads run; one database shared."""
+
+import sys
+import threading
+import time
+
+import pytest
+
+import qmdb
+
+ITEMS = 100_000
+
+
+class Bystander:
+    """A thread that records a mark each time it gets to run after being poked.
+
+    The interpreter's switch interval is set far beyond the test's length, so the
+    only way for this thread to run while the main thread is inside an operation
+    is for the operation to give up the GIL. Without that, no number of repeats
+    lets it in.
+    """
+
+    def __init__(self):
+        self.poke = threading.Event()
+        self.marks = []
+        self.stopping = False
+        self.thread = threading.Thread(target=self._run)
+
+    def _run(self):
+        while True:
+            self.poke.wait()
+            self.poke.clear()
+            if self.stopping:
+                return
+            self.marks.append(1)
+
+    def ran_during(self, operation, tries=None) -> bool:
+        """Repeats `operation` until the thread got to run (True), for `tries` calls at
+        most and for two seconds at most: on a busy machine the thread may be woken
+        only after a short call is over."""
+        self.marks.clear()
+        self.poke.set()
+        deadline = time.monotonic() + 2
+        while tries is None or tries > 0:
+            operation()
+            if self.marks:
+                return True
+            if time.monotonic() > deadline:
+                return False
+            tries = None if tries is None else tries - 1
+        return False
+
+    def __enter__(self):
+        self.interval = sys.getswitchinterval()
+        sys.setswitchinterval(1000)
+        self.thread.start()
+        return self
+
+    def __exit__(self, *exc):
+        self.stopping = True
+        self.poke.set()
+        self.thread.join()
+        sys.setswitchinterval(self.interval)
+
+
+@pytest.fixture(scope="module")
+def big(tmp_path_factory):
+    folder = tmp_path_factory.mktemp("threads")
+    source = folder / "big.xml"
+    source.write_bytes(b"<doc>" + b"<a x='1'>text</a>" * ITEMS + b"</doc>")
+    with qmdb.load_xml(source, folder / "big.qmb") as db:
+        idx = db.indexes.create("x")
+        for node in db.find("doc/a")[:20_000]:
+            idx.add(node, "k")
+        yield db, folder
+
+
+def test_long_operations_let_other_threads_run(big):
+    db, folder = big
+    doc = db.find("doc")[0]
+    keep = db.root.append("keep")
+    # Dropping and closing are quick on small things: give each try a big one.
+    doomed = [doc.copy(keep) for _ in range(5)]
+    unsaved = []
+    for i in range(5):
+        other = qmdb.open(folder / f"other{i}.qmb", "w")
+        doc.copy(other.root)
+        unsaved.append(other)
+    operations = {
+        "load_xml": lambda: qmdb.load_xml(folder / "big.xml").close(),
+        "write_xml": lambda: db.write_xml(folder / "out.xml"),
+        "save": lambda: (db.root.append("edit"), db.save()),
+        "xpath": lambda: db.xpath("count(//a[@x='1'])"),
+        "find": lambda: db.find(".../a"),
+        "text": lambda: doc.text,
+        "count": lambda: doc.count(),
+        "index range": lambda: db.indexes["x"].range(),
+        "copy": lambda: doc.copy(keep),
+        "drop": lambda: doomed.pop().drop(),
+        "close": lambda: unsaved.pop().close(),
+    }
+    with Bystander() as bystander:
+        ran = {name: bystander.ran_during(op, 5 if name in ("drop", "close") else None)
+               for name, op in operations.items()}
+    assert ran == {name: True for name in operations}
+    # Without a GIL-releasing operation the bystander stays out: the check can fail.
+    with Bystander() as bystander:
+        assert not bystander.ran_during(lambda: sum(range(1000)), 1000)
+
+
+def test_threads_share_one_database(db):
+    top = db.root.append("top")
+    errors = []
+
+    def add(name):
+        try:
+            for _ in range(300):
+                top.append(name).append_text(name)
+        except Exception as e:  # pragma: no cover - reported below
+            errors.append(e)
+
+    threads = [threading.Thread(target=add, args=(f"t{i}",)) for i in range(4)]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    assert errors == [] and len(top) == 1200 and top.count() == 2400
