@@ -192,7 +192,7 @@ void* QmCFileMap(FILE* file, long offset, size_t length) {
       static_cast<unsigned long>(info.st_size) < static_cast<unsigned long>(offset) + length) {
     return nullptr;
   }
-  void* view = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE, descriptor, offset);
+  void* view = mmap(nullptr, length, PROT_READ, MAP_PRIVATE | MAP_POPULATE, descriptor, offset);
   return view != MAP_FAILED ? view : nullptr;
 }
 

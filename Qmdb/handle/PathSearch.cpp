@@ -17,6 +17,7 @@
 // the path is therefore split as the caller gave it, so that both sides of the
 // comparison are in the same coding whatever coding system is pushed. The
 // direct reader compares stored names, so it serves only transparent codings.
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <new>
@@ -78,15 +79,29 @@ class NameMemo {
   size_t used_ = 0;
 };
 
+// A candidate of a fused step: an object, and the number of its context in
+// document order (the step's root 0, every object below it the next number).
+struct Match {
+  long context;
+  long handle;
+};
+
+// Where a fused step goes on once it has read the children of an object: the
+// object's next sibling, and the number of their context.
+struct Ancestor {
+  long next;
+  long context;
+};
+
 struct Step {
   StepKind kind;
   std::string name;            // the text of a name step
   bool wantsChildren = false;  // the next step looks only at children ("*" or a name)
   NameMemo memo;               // the direct reader's answers for a name step
-  // A fused step's place: the context whose children it looks at, and the
-  // first of them that may have children (the next context), once seen.
-  long context = 0;
-  long firstParent = 0;
+  // A fused step's candidates, in the order it gives them, and the next one.
+  std::vector<Match> matches;
+  size_t next = 0;
+  std::vector<Ancestor> trail;  // where it goes on, for each object whose children it reads
 };
 
 StepKind kindOf(const std::string& text) {
@@ -105,21 +120,21 @@ void splitPath(const char* path, std::vector<Step>& steps) {
     if (slash == nullptr) {
       if (*begin != '\0' || begin == path) {
         std::string text(begin);
-        steps.push_back({kindOf(text), text, false, {}, 0, 0});
+        steps.push_back({kindOf(text), text, false, {}, {}, 0, {}});
       }
       return;
     }
     std::string text(begin, static_cast<size_t>(slash - begin));
-    steps.push_back({kindOf(text), text, false, {}, 0, 0});
+    steps.push_back({kindOf(text), text, false, {}, {}, 0, {}});
     begin = slash + 1;
   }
 }
 
 // Fuses every "..." with a name step right after it. "A/.../n" finds, for
 // each context of "..." in document order (A, then every object below A), its
-// children named n; the fused step finds the same in the same order, but
-// learns the next context while it reads the children, instead of walking
-// to it again.
+// children named n; the fused step finds the same in the same order, but in
+// one walk through A's subtree instead of one walk to reach each context and
+// another through its children.
 void fuseSteps(std::vector<Step>& steps) {
   size_t out = 0;
   for (size_t i = 0; i < steps.size(); ++i) {
@@ -186,34 +201,32 @@ class DirectReader {
   DirectReader(store::Store& s, bool caseSensitive) : s_(s), caseSensitive_(caseSensitive) {}
 
   long first(long h) {
-    if (s_.failed) return 0;
-    if (h == objects::kRoot) return nodeRecord::firstChild(s_, objects::kRootRecord);
-    const object::Fields& f = fieldsOf(h);
-    return f.kind == QmdbNode ? nodeRecord::firstChild(s_, f.body) : 0;
+    if (h == objects::kRoot) {
+      return s_.failed ? 0 : nodeRecord::firstChild(s_, objects::kRootRecord);
+    }
+    View& v = viewOf(h);
+    return v.kind == QmdbNode ? nodeHead(v).firstChild : 0;
   }
-  long nextSibling(long h) {
-    if (s_.failed || h == objects::kRoot) return 0;
-    return fieldsOf(h).next;
-  }
+  long nextSibling(long h) { return h == objects::kRoot ? 0 : viewOf(h).fields.next; }
   long nextTree(long position) {
     if (s_.failed) return 0;
     if (position == objects::kRoot) return nodeRecord::firstChild(s_, objects::kRootRecord);
     return objects::treeStepFrom(s_, 0, position, true,
-                                 fieldsOf(position < 0 ? -position : position));
+                                 viewOf(position < 0 ? -position : position).fields);
   }
   long parent(long h) {
     if (s_.failed || h == objects::kRoot) return 0;
     return objects::parentOf(s_, h);
   }
   // Only nodes have children: the others need not be offered to a child step.
-  bool mayHaveChildren(long h) { return h == objects::kRoot || fieldsOf(h).kind == QmdbNode; }
+  bool mayHaveChildren(long h) { return h == objects::kRoot || viewOf(h).kind == QmdbNode; }
   bool named(long h, Step& step) {
-    if (s_.failed || h == objects::kRoot) return false;
-    const object::Fields& f = fieldsOf(h);
-    if ((f.kind != QmdbNode && f.kind != QmdbEntity && f.kind != QmdbPi) || f.body == 0) {
+    if (h == objects::kRoot) return false;
+    View& v = viewOf(h);
+    if ((v.kind != QmdbNode && v.kind != QmdbEntity && v.kind != QmdbPi) || v.fields.body == 0) {
       return false;
     }
-    long text = objects::body::name(s_, f.body);
+    long text = v.kind == QmdbNode ? nodeHead(v).gid : objects::body::name(s_, v.fields.body);
     if (text == 0) return false;
     NameMemo::Answer known = step.memo.find(text);
     if (known != NameMemo::kUnknown) return known == NameMemo::kMatch;
@@ -224,61 +237,86 @@ class DirectReader {
   }
 
  private:
-  // The record of object `h`, read once for the several questions asked of it
-  // in a row (its kind, name, next sibling, tree step). Nothing changes the
-  // heap during a search, so a record read stays true.
-  const object::Fields& fieldsOf(long h) {
+  // The records of object `h`, read once for the several questions asked of
+  // it in a row (its kind, name, first child, next sibling). Nothing changes
+  // the heap during a search, so a record read stays true.
+  struct View {
+    object::Fields fields;
+    int kind = 0;
+    bool headRead = false;
+    nodeRecord::Head head;  // a node's name and first child, once read
+  };
+  View& viewOf(long h) {
     if (h != cachedHandle_) {
-      cached_ = object::fields(s_, h);
       cachedHandle_ = h;
+      // After a failed file operation the methods give nothing: nor does the reader.
+      cached_.fields = s_.failed ? object::Fields{} : object::fields(s_, h);
+      cached_.kind = cached_.fields.kind;
+      cached_.headRead = false;
     }
     return cached_;
   }
+  const nodeRecord::Head& nodeHead(View& v) {
+    if (!v.headRead) {
+      v.head = nodeRecord::head(s_, v.fields.body);
+      v.headRead = true;
+    }
+    return v.head;
+  }
 
-  object::Fields cached_;
+  View cached_;
   long cachedHandle_ = 0;
   store::Store& s_;
   bool caseSensitive_;
 };
 
-// The next candidate of a fused "..." and name step below context root `b`:
-// the first match after `current` among the children of the step's context,
-// else among those of the contexts after it, in document order. 0 when none
-// is left or the step's budget of navigation calls is spent.
+// Finds the candidates of a fused "..." and name step below context root `b`
+// in one walk in document order, which reads the heap front to back: every
+// object below b once, its name compared as a child of its parent. They are
+// then ordered as the two steps would find them: by their contexts' order in
+// the document, and within a context in sibling order (a stable sort by the
+// context's number). False when the step's budget of navigation calls is
+// spent (a damaged heap).
 template <class Reader>
-long subtreeName(Reader& reader, Step& step, long& budget, bool firstTry, long b, long current) {
-  long r = 0;
-  if (firstTry) {
-    step.context = b;
-    step.firstParent = 0;
-    if (budget-- > 0) r = reader.first(b);
-  } else if (budget-- > 0) {
-    r = reader.nextSibling(current);
-  }
+bool collect(Reader& reader, Step& step, long& budget, long b) {
+  step.matches.clear();
+  step.trail.clear();
+  step.next = 0;
+  long counted = 0;  // the number given to the last object met
+  long context = 0;  // the number of the object whose children are being read
+  long x = budget-- > 0 ? reader.first(b) : 0;
   for (;;) {
-    // The rest of the context's children.
-    for (; r != 0; r = reader.nextSibling(r)) {
-      if (step.firstParent == 0 && reader.mayHaveChildren(r)) step.firstParent = r;
-      if (reader.named(r, step)) return r;
-      if (budget-- <= 0) return 0;
-    }
-    // The next context: its first child that may have children, else the
-    // object after its subtree (objects that can have no children passed over).
-    long c = step.firstParent;
-    if (c == 0) {
-      if (step.context == b || budget-- <= 0) return 0;
-      c = reader.nextTree(-step.context);
-      while (c != 0 && c != -b && (c <= 0 || !reader.mayHaveChildren(c))) {
-        if (budget-- <= 0) return 0;
-        c = reader.nextTree(c);
+    if (x != 0) {
+      if (budget-- <= 0) return false;
+      long number = ++counted;
+      if (reader.named(x, step)) step.matches.push_back({context, x});
+      long below = reader.first(x);
+      if (below != 0) {
+        // Down to x's children; on the way back, on to x's next sibling.
+        step.trail.push_back({reader.nextSibling(x), context});
+        context = number;
+        x = below;
+      } else {
+        x = reader.nextSibling(x);
       }
-      if (c <= 0) return 0;
+      continue;
     }
-    step.context = c;
-    step.firstParent = 0;
-    if (budget-- <= 0) return 0;
-    r = reader.first(c);
+    if (step.trail.empty()) break;
+    x = step.trail.back().next;
+    context = step.trail.back().context;
+    step.trail.pop_back();
   }
+  std::stable_sort(step.matches.begin(), step.matches.end(),
+                   [](const Match& m, const Match& n) { return m.context < n.context; });
+  return true;
+}
+
+// The next candidate of a fused "..." and name step below context root `b`,
+// or 0 when none is left.
+template <class Reader>
+long subtreeName(Reader& reader, Step& step, long& budget, bool firstTry, long b) {
+  if (firstTry && !collect(reader, step, budget, b)) step.matches.clear();
+  return step.next < step.matches.size() ? step.matches[step.next++].handle : 0;
 }
 
 // The backtracking search over one reader; the number of objects found.
@@ -338,8 +376,7 @@ long search(Reader& reader, std::vector<Step>& steps, long* position, long* budg
         }
         break;
       case StepKind::kSubtreeName:
-        r = subtreeName(reader, step, budget, firstTry, level == 0 ? start : position[level - 1],
-                        current);
+        r = subtreeName(reader, step, budget, firstTry, level == 0 ? start : position[level - 1]);
         break;
     }
     position[level] = r;
@@ -377,22 +414,34 @@ long Qmdb::findPath(QmdbList* list, const char* path, long start, bool caseSensi
     positions.assign(slots, 0);
     budgets.assign(slots, 0);
     splitPath(path, steps);
+    fuseSteps(steps);
+    markChildSteps(steps);
+    // Room for what a fused step keeps, enough for most documents.
+    for (Step& step : steps) {
+      if (step.kind == StepKind::kSubtreeName) {
+        step.matches.reserve(64);
+        step.trail.reserve(64);
+      }
+    }
   } catch (const std::bad_alloc&) {
     store::report(*s, store::kError, "MEMORYOVERFLOW", store::kMsgMemoryOverflow, "findPath()");
     return 0;
   }
 
-  fuseSteps(steps);
-  markChildSteps(steps);
-
   // No sibling list or subtree of a sound heap is longer than this; on a
   // damaged heap a step gives up after it, so every search ends.
   const long stepLimit = objects::walkLimit(*s);
   const QmCEncoding* coding = Internal::encoding(*this);
-  if (typeid(*this) == typeid(Qmdb) && (coding == nullptr || coding->IsTransparent())) {
-    DirectReader reader(*s, caseSensitive);
+  try {
+    if (typeid(*this) == typeid(Qmdb) && (coding == nullptr || coding->IsTransparent())) {
+      DirectReader reader(*s, caseSensitive);
+      return search(reader, steps, positions.data(), budgets.data(), start, list, stepLimit);
+    }
+    VirtualReader reader(*this, caseSensitive);
     return search(reader, steps, positions.data(), budgets.data(), start, list, stepLimit);
+  } catch (const std::bad_alloc&) {
+    // A fused step could not keep what it found: the search ends there.
+    store::report(*s, store::kError, "MEMORYOVERFLOW", store::kMsgMemoryOverflow, "findPath()");
+    return 0;
   }
-  VirtualReader reader(*this, caseSensitive);
-  return search(reader, steps, positions.data(), budgets.data(), start, list, stepLimit);
 }

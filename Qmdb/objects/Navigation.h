@@ -24,11 +24,6 @@ inline long walkLimit(const store::Store& s) {
 /// top-level or detached object).
 long parentOf(store::Store& s, long object);
 
-/// One step of a walk in document order (`forward`) or backward from
-/// `position`, confined to the child list of node record `limit` (0: the
-/// whole tree). Position 0 starts the walk at the first (last) child of limit.
-long treeStep(store::Store& s, long limit, long position, bool forward);
-
 /// treeStep from a non-zero `position` whose object record the caller has
 /// read already (`record` holds the fields of the object it names).
 inline long treeStepFrom(store::Store& s, long limit, long position, bool forward,
@@ -42,6 +37,18 @@ inline long treeStepFrom(store::Store& s, long limit, long position, bool forwar
   if (sibling != 0) return sibling;
   if (record.parent == limit || record.parent == 0) return 0;
   return -nodeRecord::owner(s, record.parent);
+}
+
+/// One step of a walk in document order (`forward`) or backward from
+/// `position`, confined to the child list of node record `limit` (0: the
+/// whole tree). Position 0 starts the walk at the first (last) child of
+/// limit. In line: every walk takes it once per object.
+inline long treeStep(store::Store& s, long limit, long position, bool forward) {
+  if (position == 0) {
+    if (limit == 0) return 0;
+    return forward ? nodeRecord::firstChild(s, limit) : nodeRecord::lastChild(s, limit);
+  }
+  return treeStepFrom(s, limit, position, forward, object::fields(s, handleOf(position)));
 }
 
 }  // namespace qmdb::objects

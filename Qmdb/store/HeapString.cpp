@@ -1,5 +1,6 @@
 #include "Qmdb/store/HeapString.h"
 
+#include <cstdint>
 #include <cstring>
 
 #include "Qmdb/store/PageCache.h"
@@ -27,6 +28,15 @@ const char* readHeapString(Store& store, long address) {
   // rest of that page below the heap top.
   long available = store.head->base + store.pageSize - address;
   if (available > store.heapTop - address) available = store.heapTop - address;
+  // Most names and many values end within their first eight bytes: one word
+  // tells (a zero byte in it is what the classic bit trick finds).
+  if (available >= 8) {
+    uint64_t word;
+    memcpy(&word, p, sizeof word);
+    if (((word - 0x0101010101010101ULL) & ~word & 0x8080808080808080ULL) != 0) {
+      return reinterpret_cast<const char*>(p);
+    }
+  }
   if (memchr(p, 0, static_cast<size_t>(available)) == nullptr) return nullptr;
   return reinterpret_cast<const char*>(p);
 }

@@ -172,10 +172,12 @@ bool readPage(Store& store, Frame* frame, int32_t page) {
 
 // --- zero-copy frames of a store that only reads ---
 //
-// A store that only reads never writes a frame back, so a frame may map its
-// page from the file instead of copying it into a buffer of its own: no copy,
-// and nothing to zero. The mapping is private, and unmapped when the frame
-// takes another page, so the resident memory stays that of the frames. Pages
+// A store that only reads never writes a frame (every modification is
+// refused before it reaches the cache), so a frame may map its page from the
+// file instead of copying it into a buffer of its own: no copy, and nothing
+// to zero. The mapping may only be read, is made whole at once, and is
+// unmapped when the frame takes another page, so the resident memory stays
+// that of the frames. Pages
 // the file does not hold whole (its last one, a file cut short) are read as
 // before, so that a short file is still reported, not a fault.
 
