@@ -207,6 +207,9 @@ void open(Store& store, const char* name, char mode, long pages, long pageSize) 
   store.journalName = journal::nameFor(store.fileName);
   store.hasFileName = true;
   store.named = true;
+  // Whether the directory already holds the name: then emptying the file
+  // changes the file, not the directory, and the directory needs no sync.
+  const bool existed = mode == 'w' && QmCFileExists(name);
   if (!lockAndRecover(store, name, mode)) return;
   FILE* file = nullptr;
   switch (mode) {
@@ -233,7 +236,7 @@ void open(Store& store, const char* name, char mode, long pages, long pageSize) 
       break;
     default:  // 'w': any journal of the old file was rolled back and removed above
       file = QmCFileOpen(name, "w+b");
-      if (file == nullptr || QmCFileSyncDirectory(name) != 0) {
+      if (file == nullptr || (!existed && QmCFileSyncDirectory(name) != 0)) {
         QmCFileClose(file);
         report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name, "writing");
         return;

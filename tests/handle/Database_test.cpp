@@ -264,6 +264,32 @@ TEST_F(DatabaseTest, ASaveWithNothingNewTouchesNoFile) {
   EXPECT_STREQ(reread.getId(reread.last(1)), "second");
 }
 
+// Counts the directory syncs of this thread's file calls.
+thread_local int directorySyncs = 0;
+int countingSyncDirectory(const char* name) {
+  ++directorySyncs;
+  return QmCFileSystemLayer()->syncDirectory(name);
+}
+
+TEST_F(DatabaseTest, WriteModeSyncsTheDirectoryOnlyForANewName) {
+  QmCFileLayer counting = *QmCFileSystemLayer();
+  counting.syncDirectory = countingSyncDirectory;
+  const QmCFileLayer* before = QmCFileUseLayer(&counting);
+  std::string name = tmp.file("db.qmb");
+  directorySyncs = 0;
+  { Qmdb db(name.c_str(), QmdbFileWrite, 0, 1024); }
+  EXPECT_EQ(directorySyncs, 1);  // the new name is made durable
+  directorySyncs = 0;
+  {
+    Qmdb db(name.c_str(), QmdbFileWrite, 0, 1024);  // emptied: the directory is as it was
+    db.addNode(1, "again");
+  }
+  EXPECT_EQ(directorySyncs, 0);
+  QmCFileUseLayer(before);
+  Qmdb reread(name.c_str(), QmdbFileRead);
+  EXPECT_STREQ(reread.getId(reread.first(1)), "again");
+}
+
 TEST_F(DatabaseTest, FailingDiskIsReportedAndMakesTheDatabaseUnusable) {
   FILE* errors = tmpfile();
   ASSERT_NE(errors, nullptr);
