@@ -163,6 +163,19 @@ void reportCannotOpen(Store& store, const char* name, char mode) {
   }
 }
 
+// Makes the file `file`, opened for a new database, one that no opening
+// accepts: its magic, if it has any bytes, becomes zeros on disk before any
+// page of the new database reaches it. False when that fails.
+bool unmarkOldFile(FILE* file) {
+  static constexpr uint8_t kZeros[4] = {};
+  long length = QmCFileLength(file);
+  if (length < 0) return false;
+  if (length == 0) return true;
+  size_t size = length < 4 ? static_cast<size_t>(length) : sizeof kZeros;
+  return QmCFileSeek(file, 0) == 0 && QmCFileWrite(kZeros, size, file) == size &&
+         QmCFileSync(file) == 0;
+}
+
 // Takes the opening's lock on its file, rolling back a journal left by a
 // crashed writer first: shared for reading, exclusive for the other modes and
 // for the roll-back. Nothing is touched when another opening holds a lock that
@@ -235,8 +248,13 @@ void open(Store& store, const char* name, char mode, long pages, long pageSize) 
       }
       break;
     default:  // 'w': any journal of the old file was rolled back and removed above
-      file = QmCFileOpen(name, "w+b");
-      if (file == nullptr || (!existed && QmCFileSyncDirectory(name) != 0)) {
+      // A file that is there is not cut now (cutting hundreds of megabytes
+      // costs more than writing them): its magic is cleared durably, so
+      // that it is refused until the first save, which writes every page
+      // below the new heap top and cuts the file there.
+      file = QmCFileOpen(name, existed ? "r+b" : "w+b");
+      if (file == nullptr || (existed && !unmarkOldFile(file)) ||
+          (!existed && QmCFileSyncDirectory(name) != 0)) {
         QmCFileClose(file);
         report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name, "writing");
         return;
@@ -305,6 +323,13 @@ long save(Store& store) {
   if (store.named && !journal::protectDirtyPages(store)) return -1;
   long written = writeAllDirty(store);
   if (written < 0) return -1;
+  // A file that held something else before its first save ends at the heap top.
+  if (firstSave && store.swapFile != nullptr && QmCFileLength(store.swapFile) > store.heapTop &&
+      QmCFileTruncate(store.swapFile, store.heapTop) != 0) {
+    report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed,
+           static_cast<long>((store.heapTop - 1) / store.pageSize));
+    return -1;
+  }
   // The save is complete only when it is on disk, not in stdio's buffer.
   if (store.swapFile != nullptr &&
       (store.named ? QmCFileSync(store.swapFile) : QmCFileFlush(store.swapFile)) != 0) {
