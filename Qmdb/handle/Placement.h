@@ -5,12 +5,21 @@
 #ifndef QMDB_HANDLE_PLACEMENT_H
 #define QMDB_HANDLE_PLACEMENT_H
 
+#include <typeinfo>
+
 #include "Qmdb/Qmdb"
 #include "Qmdb/handle/Internal.h"
 #include "Qmdb/objects/ChildList.h"
 #include "Qmdb/objects/Records.h"
 
 namespace qmdb::handle {
+
+/// Whether `db` is a Qmdb itself, not a class derived from it: then nothing
+/// overrides the virtual members that the composite operations call, and
+/// they may call this class's own directly, without the virtual dispatch.
+inline bool isPlain(const Qmdb& db) {
+  return typeid(db) == typeid(Qmdb);
+}
 
 /// A child list and the member to link after (0: at the front).
 struct Placement {
@@ -23,7 +32,7 @@ struct Placement {
 inline Placement placeAfter(Qmdb& db, store::Store& s, long parent, long after) {
   Placement place;
   long p = objects::handleOf(parent);
-  if (db.objectType(p) != QmdbNode) return place;
+  if ((isPlain(db) ? db.Qmdb::objectType(p) : db.objectType(p)) != QmdbNode) return place;
   long list = objects::childList(s, p);
   long a = objects::handleOf(after);
   if (list == 0 || (a != 0 && (a == objects::kRoot || objects::object::parent(s, a) != list))) {
@@ -36,13 +45,15 @@ inline Placement placeAfter(Qmdb& db, store::Store& s, long parent, long after) 
 
 /// Checks the place first, then makes the object with `make` and links it in:
 /// after `after`, or as the last child when `append`. The object, or 0.
+/// `make` is called with isPlain(db), so that it may call the creating method
+/// of this class directly when nothing overrides it.
 template <typename Make>
 long placeMade(Qmdb& db, long parent, long after, bool append, Make make) {
   store::Store* s = Internal::writable(db);
   if (s == nullptr) return 0;
   Placement place = placeAfter(db, *s, parent, append ? 0 : after);
   if (place.list == 0) return 0;
-  long o = make();
+  long o = make(isPlain(db));
   if (o == 0) return 0;
   long behind = append ? objects::nodeRecord::lastChild(*s, place.list) : place.after;
   return objects::attach(*s, o, place.list, behind);

@@ -265,9 +265,31 @@ bool writeMagic(Store& store) {
 
 }  // namespace
 
+namespace {
+
+// Whether the file already holds exactly what a save would leave: no page
+// written into it since the last save (which would have begun a journal or
+// raised the heap top), no dirty frame, and the header as a save writes it.
+// Then a save would only rewrite page 0 with the same bytes and sync.
+bool alreadySaved(Store& store, const uint8_t* page0) {
+  if (!store.named || store.savedHeapTop != store.heapTop || store.journal != nullptr ||
+      store.linkCleanup) {
+    return false;
+  }
+  for (const Frame* frame = store.head; frame != nullptr; frame = frame->next) {
+    if (frame->dirty) return false;
+  }
+  uint8_t h[header::kSize];
+  header::write(h, store.pageSize, store.heapTop, store.firstIndex);
+  return memcmp(h, page0, header::kSize) == 0;
+}
+
+}  // namespace
+
 long save(Store& store) {
   uint8_t* page0 = resolve(store, 0);
   if (page0 == nullptr) return -1;
+  if (alreadySaved(store, page0)) return 0;
   bool firstSave = store.named && store.savedHeapTop == 0;
   header::write(page0, store.pageSize, store.heapTop, store.firstIndex);
   if (firstSave) header::setMagic(page0, false);

@@ -161,6 +161,12 @@ bool readPage(Store& store, Frame* frame, int32_t page) {
     report(store, kFatalError, "NOFILEREAD", kMsgReadFailed, static_cast<long>(page));
     return false;
   }
+  // The heap top's page read back: records made above the heap top leave
+  // bytes unwritten (padding, the rest of a text's block), which must be the
+  // zeros of a new page, not what the frame held before.
+  if (length >= 0 && length < store.pageSize && !frame->fresh) {
+    memset(frame->data + length, 0, static_cast<size_t>(store.pageSize - length));
+  }
   return true;
 }
 
@@ -392,6 +398,13 @@ uint8_t* resolveMiss(Store& store, long address) {
     if (frame->dirty && frame->page >= 0 &&
         store.heapTop > static_cast<long>(frame->page) * store.pageSize) {
       if (!writePage(store, frame, kMsgCannotOpenOutput)) return nullptr;
+      // The disk may write the page while the heap grows, rather than all
+      // pages at once when the next save syncs the file. A temporary swap
+      // file is never synced, and writing it out would be wasted.
+      if (store.named) {
+        QmCFileStartWriteBack(store.swapFile, static_cast<long>(frame->page) * store.pageSize,
+                              pageLength(store, frame->page));
+      }
     }
     tableRemove(store, frame);
     frame->page = -1;
