@@ -152,6 +152,12 @@ int QmCFileTruncate(FILE* file, long length) {
   return layer->truncate(file, length);
 }
 
+void QmCFileStartWriteBack(FILE* file, long offset, long length) {
+  if (file == nullptr || layer != &kSystemLayer || failAt != 0 || offset < 0 || length <= 0) return;
+  // Only a hint: a failure here means the later sync does the writing.
+  sync_file_range(fileno(file), offset, length, SYNC_FILE_RANGE_WRITE);
+}
+
 long QmCFileLength(FILE* file) {
   struct stat info;
   if (fflush(file) != 0 || fstat(fileno(file), &info) != 0) return -1;

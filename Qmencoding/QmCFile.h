@@ -28,6 +28,11 @@ int QmCFileFlush(FILE* file);
 int QmCFileSync(FILE* file);
 /// Flushes the stream and cuts (or extends) the file to `length` bytes; 0 on success.
 int QmCFileTruncate(FILE* file, long length);
+/// Asks the system to start writing `length` bytes at `offset` of the file to
+/// the disk now, without waiting (what stdio still buffers is not included).
+/// A hint that changes nothing a later sync must do, so that sync finds less
+/// left to write; not counted, and skipped while a test layer or fault is in place.
+void QmCFileStartWriteBack(FILE* file, long offset, long length);
 /// The file's length in bytes, or -1 when it cannot be told. Not counted.
 long QmCFileLength(FILE* file);
 /// Removes the file `name`; 0 on success.

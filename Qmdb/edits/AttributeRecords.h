@@ -8,6 +8,7 @@
 #define QMDB_EDITS_ATTRIBUTERECORDS_H
 
 #include <cstdint>
+#include <cstring>
 
 #include "Qmdb/store/PageCache.h"
 
@@ -66,6 +67,24 @@ inline bool setType(Store& s, long a, long t) {
 }
 inline bool setClass(Store& s, long a, long c) {
   return put8(s, a + kClass, static_cast<uint8_t>(c & 0xff));
+}
+/// Sets the type and the class of `a` through one pointer.
+inline bool setTypeAndClass(Store& s, long a, long t, long c) {
+  uint8_t* p = store::fieldPointer(s, a + kType, kClass - kType + 1);
+  if (p == nullptr) return false;
+  p[0] = static_cast<uint8_t>(t & 0xff);
+  p[kClass - kType] = static_cast<uint8_t>(c & 0xff);
+  store::markDirty(s);
+  return true;
+}
+/// Writes a new attribute record at `a`, through one pointer: last of its
+/// list, with no name, value or type (class and padding are not written).
+inline bool init(Store& s, long a) {
+  uint8_t* p = store::fieldPointer(s, a, kType + 1);
+  if (p == nullptr) return false;
+  memset(p, 0, kType + 1);
+  store::markDirty(s);
+  return true;
 }
 /// The addresses of the fields that are followed or stored into.
 inline long nextField(long a) {

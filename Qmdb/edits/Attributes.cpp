@@ -32,10 +32,7 @@ long makeAttributeList(store::Store& s, long body) {
 long makeAttribute(store::Store& s, long list) {
   long a = store::reserveRecord(s, attributeRecord::kSize);
   if (a == 0) return 0;
-  attributeRecord::setNext(s, a, 0);
-  attributeRecord::setName(s, a, 0);
-  attributeRecord::setValue(s, a, 0);
-  attributeRecord::setType(s, a, 0);
+  attributeRecord::init(s, a);
   if (list == 0) return 0;
   return append(s, list, a) ? a : 0;
 }
@@ -59,8 +56,7 @@ long setAttributeValue(store::Store& s, long a, const char* value, long type, lo
     copy = objects::storeCopy(s, attributeRecord::valueField(a), value);
     if (copy == 0) return 0;
   }
-  attributeRecord::setType(s, a, type);
-  attributeRecord::setClass(s, a, cls);
+  attributeRecord::setTypeAndClass(s, a, type, cls);
   return copy;
 }
 

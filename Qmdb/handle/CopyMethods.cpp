@@ -150,7 +150,7 @@ long Qmdb::treeCopy(long object, bool copyAttributes, bool copyValues, bool copy
 
 long Qmdb::addCopy(long parent, const Qmdb* db, long object, bool copyAttributes, bool copyValues,
                    bool copyLink, bool linkToSource) {
-  return placeMade(*this, parent, 0, true, [&] {
+  return placeMade(*this, parent, 0, true, [&](bool) {
     return copy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
   });
 }
@@ -162,7 +162,7 @@ long Qmdb::addCopy(long parent, long object, bool copyAttributes, bool copyValue
 
 long Qmdb::addTreeCopy(long parent, const Qmdb* db, long object, bool copyAttributes,
                        bool copyValues, bool copyLink, bool linkToSource) {
-  return placeMade(*this, parent, 0, true, [&] {
+  return placeMade(*this, parent, 0, true, [&](bool) {
     return treeCopy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
   });
 }
@@ -174,7 +174,7 @@ long Qmdb::addTreeCopy(long parent, long object, bool copyAttributes, bool copyV
 
 long Qmdb::insertCopy(long parent, long after, const Qmdb* db, long object, bool copyAttributes,
                       bool copyValues, bool copyLink, bool linkToSource) {
-  return placeMade(*this, parent, after, false, [&] {
+  return placeMade(*this, parent, after, false, [&](bool) {
     return copy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
   });
 }
@@ -187,7 +187,7 @@ long Qmdb::insertCopy(long parent, long after, long object, bool copyAttributes,
 
 long Qmdb::insertTreeCopy(long parent, long after, const Qmdb* db, long object, bool copyAttributes,
                           bool copyValues, bool copyLink, bool linkToSource) {
-  return placeMade(*this, parent, after, false, [&] {
+  return placeMade(*this, parent, after, false, [&](bool) {
     return treeCopy(db, object, copyAttributes, copyValues, copyLink, linkToSource);
   });
 }

@@ -1,6 +1,7 @@
 // Qmdb methods that make objects and put them into child lists. The add and
 // insert forms check their parent (and position) before anything is made,
-// then make the object through the virtual creating method.
+// then make the object through the virtual creating method (called directly
+// when nothing overrides it).
 #include <cstdlib>
 
 #include "Qmdb/Qmdb"
@@ -26,11 +27,10 @@ long Qmdb::node(const char* gid) {
   const char* g;
   if (!textIn(mp_Encoding, gid, held, g)) return 0;
   long result = 0;
-  long o = objects::createObjectRecord(*s);
-  if (o != 0) {
-    long r = objects::makeNodeRecord(*s, o);
-    if (r != 0)
-      result = g != nullptr ? objects::storeName(*s, objects::nodeRecord::gidField(r), g) : r;
+  long r = 0;
+  long o = objects::createNode(*s, r);
+  if (r != 0) {
+    result = g != nullptr ? objects::storeName(*s, objects::nodeRecord::gidField(r), g) : r;
   }
   s->changed = true;
   return result > 0 ? o : 0;
@@ -42,10 +42,10 @@ long Qmdb::string(const char* text) {
   static thread_local qmdb::handle::HoldingSlot held;
   const char* t;
   if (!textIn(mp_Encoding, text, held, t)) return 0;
-  long o = objects::createObjectRecord(*s);
-  long result = o != 0 ? objects::setStringText(*s, o, t) : 0;
+  bool stored = false;
+  long o = objects::createString(*s, t, stored);
   s->changed = true;
-  return result != 0 ? o : 0;
+  return stored ? o : 0;
 }
 
 long Qmdb::entity(const char* name, const char* value, QmdbEntityType type) {
@@ -98,34 +98,44 @@ long Qmdb::pi(const char* target, const char* data) {
 }
 
 long Qmdb::addNode(long parent, const char* gid) {
-  return placeMade(*this, parent, 0, true, [&] { return node(gid); });
+  return placeMade(*this, parent, 0, true,
+                   [&](bool plain) { return plain ? Qmdb::node(gid) : node(gid); });
 }
 
 long Qmdb::addString(long parent, const char* text) {
-  return placeMade(*this, parent, 0, true, [&] { return string(text); });
+  return placeMade(*this, parent, 0, true,
+                   [&](bool plain) { return plain ? Qmdb::string(text) : string(text); });
 }
 
 long Qmdb::addEntity(long parent, const char* name, const char* value, QmdbEntityType type) {
-  return placeMade(*this, parent, 0, true, [&] { return entity(name, value, type); });
+  return placeMade(*this, parent, 0, true, [&](bool plain) {
+    return plain ? Qmdb::entity(name, value, type) : entity(name, value, type);
+  });
 }
 
 long Qmdb::addPi(long parent, const char* target, const char* data) {
-  return placeMade(*this, parent, 0, true, [&] { return pi(target, data); });
+  return placeMade(*this, parent, 0, true,
+                   [&](bool plain) { return plain ? Qmdb::pi(target, data) : pi(target, data); });
 }
 
 long Qmdb::insertNode(long parent, long after, const char* gid) {
-  return placeMade(*this, parent, after, false, [&] { return node(gid); });
+  return placeMade(*this, parent, after, false,
+                   [&](bool plain) { return plain ? Qmdb::node(gid) : node(gid); });
 }
 
 long Qmdb::insertString(long parent, long after, const char* text) {
-  return placeMade(*this, parent, after, false, [&] { return string(text); });
+  return placeMade(*this, parent, after, false,
+                   [&](bool plain) { return plain ? Qmdb::string(text) : string(text); });
 }
 
 long Qmdb::insertEntity(long parent, long after, const char* name, const char* value,
                         QmdbEntityType type) {
-  return placeMade(*this, parent, after, false, [&] { return entity(name, value, type); });
+  return placeMade(*this, parent, after, false, [&](bool plain) {
+    return plain ? Qmdb::entity(name, value, type) : entity(name, value, type);
+  });
 }
 
 long Qmdb::insertPi(long parent, long after, const char* target, const char* data) {
-  return placeMade(*this, parent, after, false, [&] { return pi(target, data); });
+  return placeMade(*this, parent, after, false,
+                   [&](bool plain) { return plain ? Qmdb::pi(target, data) : pi(target, data); });
 }

@@ -23,8 +23,13 @@ struct Placement {
 inline Placement placeAfter(Qmdb& db, store::Store& s, long parent, long after) {
   Placement place;
   long p = objects::handleOf(parent);
-  if (db.objectType(p) != QmdbNode) return place;
-  long list = objects::childList(s, p);
+  long list = 0;
+  if (p == 0 || p == objects::kRoot) {
+    if (db.objectType(p) != QmdbNode) return place;
+    list = objects::childList(s, p);
+  } else if (Internal::kindAndBody(db, s, p, list) != QmdbNode) {
+    return place;  // the kind as objectType gives it, read with the body when not overridden
+  }
   long a = objects::handleOf(after);
   if (list == 0 || (a != 0 && (a == objects::kRoot || objects::object::parent(s, a) != list))) {
     return place;
@@ -36,13 +41,15 @@ inline Placement placeAfter(Qmdb& db, store::Store& s, long parent, long after) 
 
 /// Checks the place first, then makes the object with `make` and links it in:
 /// after `after`, or as the last child when `append`. The object, or 0.
+/// `make` is called with Internal::plain(db), so that it may call the creating method
+/// of this class directly when nothing overrides it.
 template <typename Make>
 long placeMade(Qmdb& db, long parent, long after, bool append, Make make) {
   store::Store* s = Internal::writable(db);
   if (s == nullptr) return 0;
   Placement place = placeAfter(db, *s, parent, append ? 0 : after);
   if (place.list == 0) return 0;
-  long o = make();
+  long o = make(Internal::plain(db));
   if (o == 0) return 0;
   long behind = append ? objects::nodeRecord::lastChild(*s, place.list) : place.after;
   return objects::attach(*s, o, place.list, behind);

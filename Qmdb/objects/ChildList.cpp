@@ -8,22 +8,17 @@ namespace qmdb::objects {
 
 long attach(store::Store& s, long o, long list, long after) {
   if (object::parent(s, o) != 0) detach(s, o, true);
-  // Each record is visited once, in an order that keeps page switches few
-  // when the new sibling and the list lie on other pages than `o`.
-  long next = 0;
-  if (after != 0) {
-    next = object::next(s, after);
-    object::setNext(s, after, o);
-  } else {
-    next = nodeRecord::firstChild(s, list);
-    nodeRecord::setFirstChild(s, list, o);
-  }
-  object::setLinks(s, o, after, next, list);
+  // Each record is visited once, and `o` (usually at the heap top, where the
+  // next record will be made) last: the new sibling and the list often lie on
+  // an older page, and this order switches pages twice, not four times.
+  long next =
+      after != 0 ? object::exchangeNext(s, after, o) : nodeRecord::exchangeFirstChild(s, list, o);
   if (next != 0) {
     object::setPrevious(s, next, o);
   } else {
     nodeRecord::setLastChild(s, list, o);
   }
+  object::setLinks(s, o, after, next, list);
   return o;
 }
 

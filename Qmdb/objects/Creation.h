@@ -14,6 +14,18 @@ namespace qmdb::objects {
 /// A new, detached object record with every field 0; its address, or 0.
 long createObjectRecord(store::Store& s);
 
+/// A new, detached node: its object record and its node record, exactly as
+/// createObjectRecord and then makeNodeRecord make them (written at once when
+/// both fit on the heap top's page). The object, or 0; `record` gets the node
+/// record, or 0 when it could not be made.
+long createNode(store::Store& s, long& record);
+
+/// A new, detached string holding `text`: its object record and its text,
+/// exactly as createObjectRecord and then setStringText make them (written at
+/// once when both fit on the heap top's page). The object, or 0; `stored`
+/// tells whether the text was stored (an object may be made without it).
+long createString(store::Store& s, const char* text, bool& stored);
+
 /// A new node record owned by `object` (which becomes a node); with object 0,
 /// the root record. Its address, or 0.
 long makeNodeRecord(store::Store& s, long object);

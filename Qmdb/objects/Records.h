@@ -82,6 +82,30 @@ inline bool setBody(Store& s, long o, long v) {
 inline bool setKind(Store& s, long o, int v) {
   return put8(s, o + kKind, static_cast<uint8_t>(v));
 }
+/// Writes the kind and the body of the object record at `p`, in a frame.
+inline void writeKindAndBody(uint8_t* p, int kind, long body) {
+  store::encodeFixed32(p + kBody, static_cast<int32_t>(body));
+  p[kKind] = static_cast<uint8_t>(kind);
+}
+/// Sets the kind and the body of `o` through one pointer; false when its page
+/// cannot be had.
+inline bool setKindAndBody(Store& s, long o, int kind, long body) {
+  uint8_t* p = fieldPointer(s, o, kKind + 1);
+  if (p == nullptr) return false;
+  writeKindAndBody(p, kind, body);
+  markDirty(s);
+  return true;
+}
+/// Sets the next sibling of `o` to `v` and gives the one it replaces, through
+/// one pointer; 0 (nothing written) when the field is not there.
+inline long exchangeNext(Store& s, long o, long v) {
+  uint8_t* p = fieldPointer(s, o + kNext, 4);
+  if (p == nullptr) return 0;
+  long old = store::decodeFixed32(p);
+  store::encodeFixed32(p, static_cast<int32_t>(v));
+  markDirty(s);
+  return old;
+}
 /// Writes the three tree links of `o` through one pointer; false when its page
 /// cannot be had.
 inline bool setLinks(Store& s, long o, long previous, long next, long parent) {
@@ -93,12 +117,17 @@ inline bool setLinks(Store& s, long o, long previous, long next, long parent) {
   markDirty(s);
   return true;
 }
+/// Writes a new, detached object record with every field 0 at `p`, in a
+/// frame (the padding is not written).
+inline void initAt(uint8_t* p) {
+  memset(p, 0, kKind + 1);
+}
 /// Writes a new, detached object record at `o` with every field 0, through one
-/// pointer (the padding is not written); false when its page cannot be had.
+/// pointer; false when its page cannot be had.
 inline bool init(Store& s, long o) {
   uint8_t* p = fieldPointer(s, o, kKind + 1);
   if (p == nullptr) return false;
-  memset(p, 0, kKind + 1);
+  initAt(p);
   markDirty(s);
   return true;
 }
@@ -184,12 +213,26 @@ inline bool setFirstChild(Store& s, long r, long v) {
 inline bool setLastChild(Store& s, long r, long v) {
   return put32(s, r + kLastChild, static_cast<int32_t>(v));
 }
+/// Sets the first child of `r` to `v` and gives the one it replaces, through
+/// one pointer; 0 (nothing written) when the field is not there.
+inline long exchangeFirstChild(Store& s, long r, long v) {
+  uint8_t* p = fieldPointer(s, r + kFirstChild, 4);
+  if (p == nullptr) return 0;
+  long old = store::decodeFixed32(p);
+  store::encodeFixed32(p, static_cast<int32_t>(v));
+  markDirty(s);
+  return old;
+}
+/// Writes a new node record owned by `owner`, its other fields 0, at `p`, in a frame.
+inline void initAt(uint8_t* p, long owner) {
+  memset(p, 0, kOwner);
+  store::encodeFixed32(p + kOwner, static_cast<int32_t>(owner));
+}
 /// Writes a new node record at `r` owned by `owner`, its other fields 0.
 inline bool init(Store& s, long r, long owner) {
   uint8_t* p = fieldPointer(s, r, kSize);
   if (p == nullptr) return false;
-  memset(p, 0, kOwner);
-  store::encodeFixed32(p + kOwner, static_cast<int32_t>(owner));
+  initAt(p, owner);
   markDirty(s);
   return true;
 }

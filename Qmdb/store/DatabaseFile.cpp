@@ -163,6 +163,19 @@ void reportCannotOpen(Store& store, const char* name, char mode) {
   }
 }
 
+// Makes the file `file`, opened for a new database, one that no opening
+// accepts: its magic, if it has any bytes, becomes zeros on disk before any
+// page of the new database reaches it. False when that fails.
+bool unmarkOldFile(FILE* file) {
+  static constexpr uint8_t kZeros[4] = {};
+  long length = QmCFileLength(file);
+  if (length < 0) return false;
+  if (length == 0) return true;
+  size_t size = length < 4 ? static_cast<size_t>(length) : sizeof kZeros;
+  return QmCFileSeek(file, 0) == 0 && QmCFileWrite(kZeros, size, file) == size &&
+         QmCFileSync(file) == 0;
+}
+
 // Takes the opening's lock on its file, rolling back a journal left by a
 // crashed writer first: shared for reading, exclusive for the other modes and
 // for the roll-back. Nothing is touched when another opening holds a lock that
@@ -207,6 +220,9 @@ void open(Store& store, const char* name, char mode, long pages, long pageSize) 
   store.journalName = journal::nameFor(store.fileName);
   store.hasFileName = true;
   store.named = true;
+  // Whether the directory already holds the name: then emptying the file
+  // changes the file, not the directory, and the directory needs no sync.
+  const bool existed = mode == 'w' && QmCFileExists(name);
   if (!lockAndRecover(store, name, mode)) return;
   FILE* file = nullptr;
   switch (mode) {
@@ -232,8 +248,13 @@ void open(Store& store, const char* name, char mode, long pages, long pageSize) 
       }
       break;
     default:  // 'w': any journal of the old file was rolled back and removed above
-      file = QmCFileOpen(name, "w+b");
-      if (file == nullptr || QmCFileSyncDirectory(name) != 0) {
+      // A file that is there is not cut now (cutting hundreds of megabytes
+      // costs more than writing them): its magic is cleared durably, so
+      // that it is refused until the first save, which writes every page
+      // below the new heap top and cuts the file there.
+      file = QmCFileOpen(name, existed ? "r+b" : "w+b");
+      if (file == nullptr || (existed && !unmarkOldFile(file)) ||
+          (!existed && QmCFileSyncDirectory(name) != 0)) {
         QmCFileClose(file);
         report(store, kFatalError, "NOFILEWRITE", kMsgCannotOpenOutput, name, "writing");
         return;
@@ -265,9 +286,31 @@ bool writeMagic(Store& store) {
 
 }  // namespace
 
+namespace {
+
+// Whether the file already holds exactly what a save would leave: no page
+// written into it since the last save (which would have begun a journal or
+// raised the heap top), no dirty frame, and the header as a save writes it.
+// Then a save would only rewrite page 0 with the same bytes and sync.
+bool alreadySaved(Store& store, const uint8_t* page0) {
+  if (!store.named || store.savedHeapTop != store.heapTop || store.journal != nullptr ||
+      store.linkCleanup) {
+    return false;
+  }
+  for (const Frame* frame = store.head; frame != nullptr; frame = frame->next) {
+    if (frame->dirty) return false;
+  }
+  uint8_t h[header::kSize];
+  header::write(h, store.pageSize, store.heapTop, store.firstIndex);
+  return memcmp(h, page0, header::kSize) == 0;
+}
+
+}  // namespace
+
 long save(Store& store) {
   uint8_t* page0 = resolve(store, 0);
   if (page0 == nullptr) return -1;
+  if (alreadySaved(store, page0)) return 0;
   bool firstSave = store.named && store.savedHeapTop == 0;
   header::write(page0, store.pageSize, store.heapTop, store.firstIndex);
   if (firstSave) header::setMagic(page0, false);
@@ -280,6 +323,13 @@ long save(Store& store) {
   if (store.named && !journal::protectDirtyPages(store)) return -1;
   long written = writeAllDirty(store);
   if (written < 0) return -1;
+  // A file that held something else before its first save ends at the heap top.
+  if (firstSave && store.swapFile != nullptr && QmCFileLength(store.swapFile) > store.heapTop &&
+      QmCFileTruncate(store.swapFile, store.heapTop) != 0) {
+    report(store, kFatalError, "NOFILEWRITE", kMsgWriteFailed,
+           static_cast<long>((store.heapTop - 1) / store.pageSize));
+    return -1;
+  }
   // The save is complete only when it is on disk, not in stdio's buffer.
   if (store.swapFile != nullptr &&
       (store.named ? QmCFileSync(store.swapFile) : QmCFileFlush(store.swapFile)) != 0) {

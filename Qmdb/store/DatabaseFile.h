@@ -21,7 +21,8 @@ void configure(Store& store, long pages, long pageSize);
 void open(Store& store, const char* name, char mode, long pages, long pageSize);
 
 /// Writes the header into page 0, clears links when any were made, and writes
-/// every dirty page; the bytes written, or -1.
+/// every dirty page; the bytes written, or -1. A named store with nothing
+/// changed since its last save is left alone: 0, and no file is touched.
 long save(Store& store);
 
 /// Releases least recently used frames down to two, stopping at one that

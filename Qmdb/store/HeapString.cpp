@@ -15,8 +15,7 @@ long writeHeapString(Store& store, const char* text, size_t length) {
   store.heapTop = static_cast<int32_t>(address + block);
   uint8_t* p = resolve(store, address);
   if (p == nullptr) return 0;
-  if (length > 0) memcpy(p, text, length);
-  p[length] = 0;
+  writeHeapStringAt(p, text, length);
   markDirty(store);
   return address;
 }

@@ -9,6 +9,8 @@
 #define QMDB_STORE_HEAPSTRING_H
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #include "Qmdb/store/Store.h"
 
@@ -17,6 +19,13 @@ namespace qmdb::store {
 /// The size of the block that holds a text of `length` bytes.
 inline long heapStringBlockSize(size_t length) {
   return static_cast<long>((length + 1 + 3) & ~size_t{3});
+}
+
+/// Writes the `length` bytes of `text` and the terminating zero at `p`, in a
+/// frame where a block of heapStringBlockSize(length) bytes was reserved.
+inline void writeHeapStringAt(uint8_t* p, const char* text, size_t length) {
+  if (length > 0) memcpy(p, text, length);
+  p[length] = 0;
 }
 
 /// Writes a new heap string holding `length` bytes of `text` at the heap top;

@@ -161,6 +161,12 @@ bool readPage(Store& store, Frame* frame, int32_t page) {
     report(store, kFatalError, "NOFILEREAD", kMsgReadFailed, static_cast<long>(page));
     return false;
   }
+  // The heap top's page read back: records made above the heap top leave
+  // bytes unwritten (padding, the rest of a text's block), which must be the
+  // zeros of a new page, not what the frame held before.
+  if (length >= 0 && length < store.pageSize && !frame->fresh) {
+    memset(frame->data + length, 0, static_cast<size_t>(store.pageSize - length));
+  }
   return true;
 }
 
@@ -286,6 +292,28 @@ void noteReadBack(Store& store, int32_t page) {
   }
 }
 
+// Evicted pages are handed to the disk a few megabytes at a time, so that
+// it writes them while the heap grows rather than all at once when the next
+// save syncs the file. Page by page, the many small starts would keep the
+// file system's journal busy and slow the writes that follow. A temporary
+// swap file is never synced, and is never written out early.
+constexpr long kWriteBackBytes = 2L << 20;
+
+void startWriteBack(Store& store, int32_t page) {
+  long from = static_cast<long>(page) * store.pageSize;
+  long to = from + pageLength(store, page);
+  if (store.writtenTo == 0) {
+    store.writtenFrom = from;
+    store.writtenTo = to;
+  } else {
+    if (from < store.writtenFrom) store.writtenFrom = from;
+    if (to > store.writtenTo) store.writtenTo = to;
+  }
+  if (store.writtenTo - store.writtenFrom < kWriteBackBytes) return;
+  QmCFileStartWriteBack(store.swapFile, store.writtenFrom, store.writtenTo - store.writtenFrom);
+  store.writtenFrom = store.writtenTo = 0;
+}
+
 void deleteFrame(Store& store, Frame* frame) {
   releaseData(store, frame);
   frame->~Frame();
@@ -392,6 +420,7 @@ uint8_t* resolveMiss(Store& store, long address) {
     if (frame->dirty && frame->page >= 0 &&
         store.heapTop > static_cast<long>(frame->page) * store.pageSize) {
       if (!writePage(store, frame, kMsgCannotOpenOutput)) return nullptr;
+      if (store.named) startWriteBack(store, frame->page);
     }
     tableRemove(store, frame);
     frame->page = -1;

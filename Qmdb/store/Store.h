@@ -117,6 +117,10 @@ struct Store {
   size_t evictedNext = 0;        ///< where the ring's next eviction goes
   int32_t rereads = 0;           ///< pages read back soon after eviction, since the last raise
   int32_t heapTop = kHeaderSize;
+  /// The file bytes [writtenFrom, writtenTo) hold evicted pages whose write
+  /// to the disk was not started yet (both 0: none); see PageCache.cpp.
+  long writtenFrom = 0;
+  long writtenTo = 0;
   int32_t firstIndex = 0;
 
   // Files.

@@ -55,9 +55,19 @@ void Session::remember(const std::shared_ptr<Session>& session) {
 namespace {
 
 void acquire(Session& session) {
-  if (session.mutex.try_lock()) return;
-  py::gil_scoped_release release;
-  session.mutex.lock();
+  if (session.holder.load() == std::this_thread::get_id()) {
+    fail("the database is busy with an operation that called back into Python");
+  }
+  if (!session.mutex.try_lock()) {
+    py::gil_scoped_release release;
+    session.mutex.lock();
+  }
+  session.holder = std::this_thread::get_id();
+}
+
+void release(Session& session) {
+  session.holder = std::thread::id();
+  session.mutex.unlock();
 }
 
 }  // namespace
@@ -78,14 +88,14 @@ Locked::Locked(Session& a, Session& b) : first_(&a), second_(nullptr) {
   try {
     acquire(*second_);
   } catch (...) {
-    first_->mutex.unlock();
+    release(*first_);
     throw;
   }
 }
 
 Locked::~Locked() {
-  if (second_ != nullptr) second_->mutex.unlock();
-  first_->mutex.unlock();
+  if (second_ != nullptr) release(*second_);
+  release(*first_);
 }
 
 void fail(const Qmdb& db, const std::string& what, ErrorKind kind) {

@@ -2,9 +2,12 @@
 //
 // A Session owns the Qmdb object and a mutex. Every call into the database
 // holds that mutex, so that threads which run while a long operation has given
-// up the GIL cannot enter the same database at once; the GIL is never waited for
-// while the mutex is held. Closing the session deletes the database; every
-// object of it that Python still holds then refuses its operations with
+// up the GIL cannot enter the same database at once; no thread waits for the
+// mutex while it holds the GIL, so the two cannot deadlock. A thread that holds
+// the mutex and calls back into Python (reading or writing a Python file
+// object) gets an Error if the callback uses the same database, instead of
+// waiting for itself. Closing the session deletes the database; every object
+// of it that Python still holds then refuses its operations with
 // qmdb.ClosedError instead of touching freed memory.
 //
 // Failures leave the native code as a C++ Failure, which the module's translator
@@ -16,9 +19,11 @@
 #include <pybind11/pybind11.h>
 
 #include <memory>
+#include <atomic>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 
 namespace qmdbpy {
 
@@ -60,6 +65,8 @@ class Session {
   static void remember(const std::shared_ptr<Session>& session);
 
   std::mutex mutex;
+  /// The thread holding `mutex`, or no thread.
+  std::atomic<std::thread::id> holder{};
 
  private:
   Qmdb* db_;

@@ -133,6 +133,7 @@ py::list load(const Object& parent, const py::object& source, const std::string&
   QmdbXml::Result result;
   if (py::isinstance<py::str>(source)) {
     std::string path = source.cast<std::string>();
+    cstr(path);  // a NUL would cut the name short
     py::gil_scoped_release release;
     result = QmdbXml::loadFile(db, path, o, parent.handle);
   } else {
@@ -158,6 +159,7 @@ py::list save(const Object& node, const py::object& target, const std::string& e
   QmdbXml::Result result;
   if (py::isinstance<py::str>(target)) {
     std::string path = target.cast<std::string>();
+    cstr(path);  // a NUL would cut the name short
     py::gil_scoped_release release;
     result = QmdbXml::saveFile(db, path, o, node.handle);
   } else {

@@ -154,7 +154,9 @@ def test_texts_with_nul_are_refused(db):
     for action in (lambda: db.root.append("a\0b"), lambda: top.append_text("x\0"),
                    lambda: setattr(top, "gid", "a\0"), lambda: top.attrs.__setitem__("k", "\0"),
                    lambda: top.attrs.__setitem__("k\0", "v"), lambda: db.find("top\0/x"),
-                   lambda: db.indexes.create("i\0"), lambda: top.append_pi("t", "d\0")):
+                   lambda: db.indexes.create("i\0"), lambda: top.append_pi("t", "d\0"),
+                   lambda: qmdb.open("a.qmb\0b", "w"), lambda: db.write_xml("out.xml\0b"),
+                   lambda: qmdb.load_xml("in.xml\0b")):
         with pytest.raises(ValueError):
             action()
     assert [o.gid for o in db] == ["top"] and dict(top.attrs) == {}

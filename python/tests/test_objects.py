@@ -125,6 +125,16 @@ def test_copy_within_and_across(db, book):
     assert not detached.attached and render(detached) == render(c2) and detached != c2
     shallow = c2.copy(book, deep=False, attributes=False)
     assert render(shallow) == "chapter"
+    early = c1.copy(after=title)
+    first = title.copy(book, first=True)
+    assert [o.gid for o in book.children] == ["title", "title", "chapter", "chapter", "chapter",
+                                              "chapter"]
+    assert list(book.children)[0] == first and list(book.children)[2] == early
+    with pytest.raises(qmdb.Error, match="not a child"):
+        c1.copy(c2, after=title)  # `after` must be a child of `to`
+    early.drop()
+    first.drop()
+    shallow.drop()
     with qmdb.memory() as other:
         top = other.root.append("archive")
         copied = c1.copy(to=top)
@@ -133,7 +143,7 @@ def test_copy_within_and_across(db, book):
         moved = c2.move(top)  # across databases: a new handle there, gone here
         assert moved.db == other
         assert render(top) == "archive(chapter[id=c1](p('one')),chapter[id=c2](p('two'),p('three')))"
-    assert [o.gid for o in book.children] == ["title", "chapter", "chapter"]
+    assert render(book) == "book[id=b1](title('Notes'),chapter[id=c1](p('one')))"
 
 
 def test_links(db, book):
@@ -191,3 +201,28 @@ def test_walk_while_editing(db, book):
     chapter = next(walk)
     chapter.remove()
     assert [o.gid or o.value for o in walk] == ["p", "one", "added", "new"]
+
+
+def test_database_properties_and_detached_nodes(tmp_path):
+    path = tmp_path / "p.qmb"
+    with qmdb.open(path, "w", pages=4, page_size=4096) as db:
+        assert db.path == str(path) and db.page_size == 4096 and db.updatable
+        assert repr(db) == f"<qmdb.Database {path}>"
+        before = db.size
+        loose = db.node("loose")
+        assert not loose.attached and loose.parent is None and db.size > before
+        assert list(db) == []
+        top = db.root.append("top")
+        loose.move(top)
+        assert loose.parent == top and repr(loose) == f"<qmdb.Node {loose.handle} 'loose'>"
+        unnamed = db.node()
+        assert unnamed.gid is None
+        entity = top.append_entity("pic", None, 3)
+        entity.notation = "png"
+        assert (entity.type, entity.notation, entity.value) == (3, "png", None)
+        entity.notation = None
+        assert entity.notation is None
+        assert repr(db.root) == "<qmdb.Node root>"
+    with qmdb.memory(page_size=8192) as db:
+        assert db.path is None and db.page_size == 8192 and repr(db) == "<qmdb.Database in memory>"
+    assert qmdb.api_version[0].isdigit() and "." in qmdb.api_version

@@ -1,5 +1,6 @@
 """Threads: long operations let other Python threads run; one database shared."""
 
+import shutil
 import sys
 import threading
 import time
@@ -73,6 +74,7 @@ def big(tmp_path_factory):
         for node in db.find("doc/a")[:20_000]:
             idx.add(node, "k")
         yield db, folder
+    shutil.rmtree(folder)  # a hundred megabytes that pytest would keep for three runs
 
 
 def test_long_operations_let_other_threads_run(big):

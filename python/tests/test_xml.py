@@ -137,3 +137,26 @@ def test_query_edit_example(tmp_path):
     assert lines[-1].startswith("vesterdal.qmb: ") and "6 sightings, the first of s04" in lines[-1]
     edited = (tmp_path / "vesterdal-edited.xml").read_text(encoding="utf-8")
     assert 'protected="yes"' in edited and "map:regions" not in edited
+
+
+def test_file_callbacks_that_use_the_database_raise(tmp_path):
+    with qmdb.load_xml(io.BytesIO(SOURCE)) as db:
+        class Peeking(io.RawIOBase):
+            def write(self, data):
+                return db.size  # the database is busy writing itself
+
+        with pytest.raises(qmdb.Error, match="busy"):
+            db.write_xml(Peeking())
+
+        class Feeding(io.RawIOBase):
+            def __init__(self):
+                self.left = [b"<x>", b"</x>"]
+
+            def read(self, n=-1):
+                db.root.append("sneaked")
+                return self.left.pop(0) if self.left else b""
+
+        with pytest.raises(qmdb.Error, match="busy"):
+            db.load_xml(Feeding())
+        assert "sneaked" not in [o.gid for o in db.root.children]
+        assert db.size > 0  # and the database is usable afterwards

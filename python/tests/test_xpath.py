@@ -1,6 +1,7 @@
 """XPath: results as Python values, variables, errors, and agreement with
 xml.etree.ElementTree on the subset of paths that both understand."""
 
+import io
 import xml.etree.ElementTree as ET
 
 import pytest
@@ -71,12 +72,22 @@ def place_in_qmdb(node):
     return tuple(reversed(place))
 
 
+def loaded(source):
+    return qmdb.load_xml(io.BytesIO(source))
+
+
+def built(source):
+    db = qmdb.memory()
+    build(db.root, ET.fromstring(source))
+    return db
+
+
+@pytest.mark.parametrize("make", [loaded, built])
 @pytest.mark.parametrize("source", DOCUMENTS)
-def test_agrees_with_elementtree(source):
+def test_agrees_with_elementtree(source, make):
     root = ET.fromstring(source)
     places = place_in_etree(root)
-    with qmdb.memory() as db:
-        build(db.root, root)
+    with make(source) as db:
         compared = 0
         for etree_path, xpath in PATHS:
             # ElementTree gives its results grouped by context, XPath in document

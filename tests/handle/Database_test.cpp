@@ -2,13 +2,17 @@
 // updatability, clearing, reference counting, hooks and the error state.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 
 #include "Qmdb/Qmdb"
 #include "Qmdb/handle/Internal.h"
+#include "Qmdb/store/PageCache.h"
+#include "Qmencoding/QmCFile.h"
 #include "support/TestSupport.h"
 
 namespace {
@@ -190,6 +194,100 @@ TEST_F(DatabaseTest, SaveShrinkUpdatabilityAndChangedFlag) {
   EXPECT_EQ(again.getSize(), size);
   EXPECT_EQ(again.count(again.first(1), QmdbSiblings), 301);
   EXPECT_STREQ(again.getValue(again.last(again.first(1))), "accepted");
+}
+
+// The file calls `step` makes (closing and locks are not counted).
+template <typename Step>
+long fileCallsOf(Step step) {
+  QmCFileFailAfter(LONG_MAX);  // armed but never reached: counts the calls
+  step();
+  long calls = QmCFileCallCount();
+  QmCFileFailAfter(0);
+  return calls;
+}
+
+TEST_F(DatabaseTest, ASaveWithNothingNewTouchesNoFile) {
+  std::string name = tmp.file("db.qmb");
+  auto db = std::make_unique<Qmdb>(name.c_str(), QmdbFileWrite, 3, 1024);
+  long top = db->addNode(1, "top");
+  long first = db->addNode(top, "first");
+  long second = db->addNode(top, "second");
+  for (int i = 0; i < 100; ++i) db->addString(top, "a text of some length");
+  EXPECT_GT(fileCallsOf([&] { db->flush(false); }), 0);
+  const std::vector<uint8_t> saved = readFile(name);
+  EXPECT_EQ(fileCallsOf([&] { db->flush(false); }), 0);
+  EXPECT_EQ(fileCallsOf([&] { EXPECT_TRUE(db->setUpdatable(false)); }), 0);
+  EXPECT_TRUE(db->setUpdatable(true));
+
+  // A saved page changed in its frame: the heap and the header stay as saved.
+  db->removeTree(first);
+  EXPECT_GT(fileCallsOf([&] { db->flush(false); }), 0);
+  EXPECT_EQ(fileCallsOf([&] { db->flush(false); }), 0);
+
+  // A saved page changed, then evicted by reading the others: no frame is
+  // dirty, but the file is not the saved one until a save completes.
+  db->removeTree(second);
+  for (long p = db->first(top); p != 0; p = db->next(p, QmdbSiblings)) db->getValue(p);
+  EXPECT_TRUE(qmdb::test::exists(name + "-journal"));
+  EXPECT_GT(fileCallsOf([&] { db->flush(false); }), 0);
+  EXPECT_FALSE(qmdb::test::exists(name + "-journal"));  // the save completed
+
+  // Pages written past the saved heap top while no frame stays dirty.
+  db->addString(top, "grown");
+  qmdb::store::writeAllDirty(*Internal::store(*db));
+  EXPECT_GT(fileCallsOf([&] { db->flush(false); }), 0);
+
+  // Only the header changes: the one index is dropped.
+  EXPECT_NE(db->addIndex("keys"), 0);
+  db->flush(false);
+  EXPECT_TRUE(db->dropIndex("keys"));
+  // Dropping it rewrote the key node's next field with the 0 it held: only the
+  // first index of the header changed. Forget the frame's dirty mark to see
+  // that the save still writes the header.
+  for (auto* f = Internal::store(*db)->head; f != nullptr; f = f->next) f->dirty = false;
+  db->flush(false);
+  const std::vector<uint8_t> last = readFile(name);
+  EXPECT_NE(last, saved);
+  EXPECT_EQ(fileCallsOf([&] { db.reset(); }), 0);  // close after a flush
+  EXPECT_EQ(readFile(name), last);
+
+  {
+    Qmdb again(name.c_str(), QmdbFileUpdate);
+    EXPECT_EQ(again.count(again.first(1), QmdbSiblings), 101);
+    EXPECT_EQ(again.objectType(again.first(again.first(1))), QmdbString);
+    EXPECT_STREQ(again.getValue(again.last(again.first(1))), "grown");
+    EXPECT_EQ(again.index("keys"), 0);
+    EXPECT_EQ(fileCallsOf([&] { again.flush(false); }), 0);
+    again.addNode(1, "second");
+  }  // the closing save writes the change
+  Qmdb reread(name.c_str(), QmdbFileRead);
+  EXPECT_STREQ(reread.getId(reread.last(1)), "second");
+}
+
+// Counts the directory syncs of this thread's file calls.
+thread_local int directorySyncs = 0;
+int countingSyncDirectory(const char* name) {
+  ++directorySyncs;
+  return QmCFileSystemLayer()->syncDirectory(name);
+}
+
+TEST_F(DatabaseTest, WriteModeSyncsTheDirectoryOnlyForANewName) {
+  QmCFileLayer counting = *QmCFileSystemLayer();
+  counting.syncDirectory = countingSyncDirectory;
+  const QmCFileLayer* before = QmCFileUseLayer(&counting);
+  std::string name = tmp.file("db.qmb");
+  directorySyncs = 0;
+  { Qmdb db(name.c_str(), QmdbFileWrite, 0, 1024); }
+  EXPECT_EQ(directorySyncs, 1);  // the new name is made durable
+  directorySyncs = 0;
+  {
+    Qmdb db(name.c_str(), QmdbFileWrite, 0, 1024);  // emptied: the directory is as it was
+    db.addNode(1, "again");
+  }
+  EXPECT_EQ(directorySyncs, 0);
+  QmCFileUseLayer(before);
+  Qmdb reread(name.c_str(), QmdbFileRead);
+  EXPECT_STREQ(reread.getId(reread.first(1)), "again");
 }
 
 TEST_F(DatabaseTest, FailingDiskIsReportedAndMakesTheDatabaseUnusable) {
