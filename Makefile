@@ -2,7 +2,8 @@
 #   make demo   the library's main job on a bundled example
 #   make test   build everything under ASan/UBSan and run every test
 #   make bench  peer benchmarks (about 10 MB of XML); bench-large: about 100 MB;
-#               bench-huge: about 1000 MB (the peers need several GB of memory)
+#               bench-huge: about 850 MB, the largest whose database fits the 2 GiB heap
+#               (the peers need several GB of memory)
 #   make fuzz   build and run each fuzz harness (FUZZ_SECONDS each, default 60)
 #   make format format the sources with .clang-format
 BUILD ?= build

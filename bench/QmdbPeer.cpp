@@ -31,25 +31,29 @@ class QmdbPeer : public Peer {
     Qmdb& db = *db_;
     std::vector<long> open{1};
     open.reserve(64);
+    bool added = true;  // false once anything could not be added (a full heap)
     for (const Event& e : list.events()) {
       switch (e.kind) {
         case EventKind::kStart:
           open.push_back(db.addNode(open.back(), list.str(e.name)));
+          added = added && open.back() != 0;
           break;
         case EventKind::kAttribute:
-          db.addAttribute(open.back(), list.str(e.name), list.str(e.value), kAttrType, kAttrClass);
+          added = added && db.addAttribute(open.back(), list.str(e.name), list.str(e.value),
+                                           kAttrType, kAttrClass) != 0;
           break;
         case EventKind::kText:
-          db.addString(open.back(), list.str(e.value));
+          added = added && db.addString(open.back(), list.str(e.value)) != 0;
           break;
         case EventKind::kPi:
-          db.addPi(open.back(), list.str(e.name), list.str(e.value));
+          added = added && db.addPi(open.back(), list.str(e.name), list.str(e.value)) != 0;
           break;
         case EventKind::kEnd:
           open.pop_back();
           break;
       }
     }
+    if (!added) throw std::runtime_error("Qmdb: the document does not fit the heap");
     db.flush(false);
     if (!db.isValid() || open.size() != 1) throw std::runtime_error("Qmdb: build failed");
   }

@@ -24,7 +24,7 @@ namespace {
 const char kIntro[] =
     "# Qmdb peer benchmarks\n\n"
     "Written by `scripts/bench` (`make bench`: about 10 MB of XML, `make bench-large`: about "
-    "100 MB, `make bench-huge`: about 1000 MB, best of one). One program run per size measures "
+    "100 MB, `make bench-huge`: about 850 MB, best of one). One program run per size measures "
     "Qmdb and its peers on the same generated "
     "auction-site document. Times are wall-clock, the best of the repeats; a ratio is the "
     "peer's time divided by Qmdb's (above 1: Qmdb is faster). The cold walk runs in a fresh "

@@ -66,7 +66,8 @@ int run(int argc, char** argv) {
       return usage();
     }
   }
-  if (!mbGiven) o.megabytes = o.size == "huge" ? 1000 : o.size == "large" ? 100 : 10;
+  // The huge document is the largest whose database, with its index, fits the 2 GiB heap.
+  if (!mbGiven) o.megabytes = o.size == "huge" ? 850 : o.size == "large" ? 100 : 10;
   if (!repeatGiven) o.repeat = o.size == "huge" ? 1 : o.size == "large" ? 2 : 5;
   if (o.megabytes <= 0 || o.repeat < 1) return usage();
   return bench::runBenchmarks(o);

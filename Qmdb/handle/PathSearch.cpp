@@ -200,7 +200,7 @@ class DirectReader {
  public:
   DirectReader(store::Store& s, bool caseSensitive) : s_(s), caseSensitive_(caseSensitive) {}
 
-  long first(long h) {
+  [[gnu::always_inline]] long first(long h) {
     if (h == objects::kRoot) {
       return s_.failed ? 0 : nodeRecord::firstChild(s_, objects::kRootRecord);
     }
@@ -246,7 +246,7 @@ class DirectReader {
     bool headRead = false;
     nodeRecord::Head head;  // a node's name and first child, once read
   };
-  View& viewOf(long h) {
+  [[gnu::always_inline]] View& viewOf(long h) {
     if (h != cachedHandle_) {
       cachedHandle_ = h;
       // After a failed file operation the methods give nothing: nor does the reader.
@@ -256,7 +256,7 @@ class DirectReader {
     }
     return cached_;
   }
-  const nodeRecord::Head& nodeHead(View& v) {
+  [[gnu::always_inline]] const nodeRecord::Head& nodeHead(View& v) {
     if (!v.headRead) {
       v.head = nodeRecord::head(s_, v.fields.body);
       v.headRead = true;
@@ -282,6 +282,7 @@ bool collect(Reader& reader, Step& step, long& budget, long b) {
   step.matches.clear();
   step.trail.clear();
   step.next = 0;
+  size_t depth = 0;  // the trail's entries in use (kept, not shrunk, so reuse costs no call)
   long counted = 0;  // the number given to the last object met
   long context = 0;  // the number of the object whose children are being read
   long x = budget-- > 0 ? reader.first(b) : 0;
@@ -293,7 +294,13 @@ bool collect(Reader& reader, Step& step, long& budget, long b) {
       long below = reader.first(x);
       if (below != 0) {
         // Down to x's children; on the way back, on to x's next sibling.
-        step.trail.push_back({reader.nextSibling(x), context});
+        const Ancestor here{reader.nextSibling(x), context};
+        if (depth < step.trail.size()) {
+          step.trail[depth] = here;
+        } else {
+          step.trail.push_back(here);
+        }
+        ++depth;
         context = number;
         x = below;
       } else {
@@ -301,10 +308,10 @@ bool collect(Reader& reader, Step& step, long& budget, long b) {
       }
       continue;
     }
-    if (step.trail.empty()) break;
-    x = step.trail.back().next;
-    context = step.trail.back().context;
-    step.trail.pop_back();
+    if (depth == 0) break;
+    --depth;
+    x = step.trail[depth].next;
+    context = step.trail[depth].context;
   }
   std::stable_sort(step.matches.begin(), step.matches.end(),
                    [](const Match& m, const Match& n) { return m.context < n.context; });

@@ -248,7 +248,7 @@ struct Head {
 /// The gid and first child of node record `r`, read through one pointer when
 /// they lie wholly below the heap top within one page, else one by one (0 for
 /// each that is not there), so the values equal those of the single readers.
-inline Head head(Store& s, long r) {
+[[gnu::always_inline]] inline Head head(Store& s, long r) {
   const uint8_t* p = fieldPointer(s, r, kFirstChild + 4);
   if (p == nullptr) return {get32(s, r + kGid), firstChild(s, r)};
   return {store::decodeFixed32(p + kGid), store::decodeFixed32(p + kFirstChild)};
