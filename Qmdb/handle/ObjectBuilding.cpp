@@ -26,11 +26,19 @@ long Qmdb::node(const char* gid) {
   static thread_local qmdb::handle::HoldingSlot held;
   const char* g;
   if (!textIn(mp_Encoding, gid, held, g)) return 0;
+  // A gid the pool holds goes into the node record as it is written; a new
+  // one is stored after the records, as storeName stores it.
+  store::StringPool::Probe probe;
+  long pooled = g != nullptr && s->pool != nullptr ? s->pool->find(g, probe) : 0;
   long result = 0;
   long r = 0;
-  long o = objects::createNode(*s, r);
+  long o = objects::createNode(*s, pooled, r);
   if (r != 0) {
-    result = g != nullptr ? objects::storeName(*s, objects::nodeRecord::gidField(r), g) : r;
+    if (pooled != 0) {
+      result = pooled;
+    } else {
+      result = g != nullptr ? objects::storeName(*s, objects::nodeRecord::gidField(r), g) : r;
+    }
   }
   s->changed = true;
   return result > 0 ? o : 0;

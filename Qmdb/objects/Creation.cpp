@@ -32,7 +32,7 @@ long makeNodeRecord(store::Store& s, long o) {
   return r;
 }
 
-long createNode(store::Store& s, long& record) {
+long createNode(store::Store& s, long gid, long& record) {
   constexpr long kBoth = object::kSize + nodeRecord::kSize;
   record = 0;
   if (fitsOnTopPage(s, kBoth)) {
@@ -43,11 +43,16 @@ long createNode(store::Store& s, long& record) {
     object::initAt(p);
     object::writeKindAndBody(p, QmdbNode, record);
     nodeRecord::initAt(p + object::kSize, o);
+    store::encodeFixed32(p + object::kSize + nodeRecord::kGid, static_cast<int32_t>(gid));
     store::markDirty(s);
     return o;
   }
   long o = createObjectRecord(s);
   if (o != 0) record = makeNodeRecord(s, o);
+  if (record != 0 && gid != 0 &&
+      !store::put32(s, nodeRecord::gidField(record), static_cast<int32_t>(gid))) {
+    record = 0;
+  }
   return o;
 }
 

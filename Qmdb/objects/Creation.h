@@ -16,9 +16,10 @@ long createObjectRecord(store::Store& s);
 
 /// A new, detached node: its object record and its node record, exactly as
 /// createObjectRecord and then makeNodeRecord make them (written at once when
-/// both fit on the heap top's page). The object, or 0; `record` gets the node
-/// record, or 0 when it could not be made.
-long createNode(store::Store& s, long& record);
+/// both fit on the heap top's page), with `gid` (a heap string already stored,
+/// or 0) in its gid field. The object, or 0; `record` gets the node record, or
+/// 0 when it could not be made or given the gid.
+long createNode(store::Store& s, long gid, long& record);
 
 /// A new, detached string holding `text`: its object record and its text,
 /// exactly as createObjectRecord and then setStringText make them (written at

@@ -56,13 +56,8 @@ size_t StringPool::slotFor(const char* text, const Probe& probe) const {
   }
 }
 
-int32_t StringPool::find(const char* text, Probe& probe) const {
-  if (text == nullptr) return 0;
-  Memo& memo = memo_[(reinterpret_cast<uintptr_t>(text) >> 3) % kMemoSize];
-  if (memo.text == text) {
-    const Slot& slot = slots_[memo.slot];
-    if (slot.text != nullptr && strcmp(slot.text, text) == 0) return slot.address;
-  }
+int32_t StringPool::findInTable(const char* text, Probe& probe) const {
+  Memo& memo = memo_[memoFor(text)];
   probe = probeOf(text);
   if (count_ == 0) return 0;
   size_t i = slotFor(text, probe);

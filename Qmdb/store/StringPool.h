@@ -20,6 +20,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace qmdb::store {
@@ -43,8 +44,17 @@ class StringPool {
     Probe probe;
     return find(text, probe);
   }
-  /// As find(text), and fills `probe` for a following add of the same text.
-  int32_t find(const char* text, Probe& probe) const;
+  /// As find(text), and fills `probe` for a following add of the same text
+  /// when it gives 0.
+  int32_t find(const char* text, Probe& probe) const {
+    if (text == nullptr) return 0;
+    const Memo& memo = memo_[memoFor(text)];
+    if (memo.text == text) {
+      const Slot& slot = slots_[memo.slot];
+      if (slot.text != nullptr && strcmp(slot.text, text) == 0) return slot.address;
+    }
+    return findInTable(text, probe);
+  }
   /// Records `address` for `text` (replacing the address of an equal text);
   /// false, with the pool unchanged, for null or when memory runs out.
   bool add(const char* text, int32_t address);
@@ -60,6 +70,13 @@ class StringPool {
     size_t length = 0;
     int32_t address = 0;
   };
+  // The memo entry for a caller's buffer at `text`.
+  static size_t memoFor(const char* text) {
+    return (reinterpret_cast<uintptr_t>(text) >> 3) % kMemoSize;
+  }
+  // find() past the memo: hashes `text` into `probe`, looks it up in the
+  // table, and remembers the slot it found for the buffer.
+  int32_t findInTable(const char* text, Probe& probe) const;
   // The slot that holds `text`, or the empty slot where it would go; the
   // table must not be empty.
   size_t slotFor(const char* text, const Probe& probe) const;

@@ -101,17 +101,23 @@ TEST_F(BuildingTest, RecordsWrittenTogetherLieWhereRecordsMadeOneByOneLie) {
     // Fill both heaps with one string whose end leaves `gap` bytes of the page.
     long filler = pageSize - gap - store::kEmptyHeapTop - objects::object::kSize - 1;
     std::string text(static_cast<size_t>(filler), 'f');
-    together.string(text.c_str());
+    long filled = together.string(text.c_str());
     oneByOne.string(text.c_str());
+    long gid = objects::object::body(a, filled);  // any heap string serves as a gid
+    ASSERT_NE(gid, 0);
     ASSERT_EQ(a.heapTop, b.heapTop);
     ASSERT_EQ(a.heapTop % pageSize, (pageSize - gap) % pageSize);
 
-    long recordA = 0;
-    long nodeA = objects::createNode(a, recordA);
-    long nodeB = objects::createObjectRecord(b);
-    long recordB = objects::makeNodeRecord(b, nodeB);
-    EXPECT_EQ(nodeA, nodeB);
-    EXPECT_EQ(recordA, recordB);
+    for (long name : {0L, gid}) {
+      long recordA = 0;
+      long nodeA = objects::createNode(a, name, recordA);
+      long nodeB = objects::createObjectRecord(b);
+      long recordB = objects::makeNodeRecord(b, nodeB);
+      if (name != 0)
+        store::put32(b, objects::nodeRecord::gidField(recordB), static_cast<int32_t>(name));
+      EXPECT_EQ(nodeA, nodeB);
+      EXPECT_EQ(recordA, recordB);
+    }
     for (size_t length : {0u, 1u, 3u, 4u, 7u, 30u}) {
       std::string value(length, 'v');
       bool stored = false;
