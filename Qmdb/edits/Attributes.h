@@ -16,7 +16,7 @@ namespace qmdb::edits {
 
 /// More steps than any attribute list of a sound heap of this size can take.
 inline long attributeWalkLimit(const store::Store& s) {
-  return s.heapTop / 16 + 16;
+  return store::readableHeap(s) / 16 + 16;
 }
 
 /// A new, empty attribute list record, hung on body record `body` unless it is 0.

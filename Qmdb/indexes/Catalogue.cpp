@@ -12,7 +12,7 @@ namespace {
 
 // More index records than a sound heap of this size can hold.
 long catalogueLimit(const store::Store& s) {
-  return s.heapTop / keyNode::kSize + 16;
+  return store::readableHeap(s) / keyNode::kSize + 16;
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ namespace qmdb::indexes {
 /// walk over a key tree takes at most this many steps, so a damaged file
 /// cannot make it loop.
 inline long keyWalkLimit(const store::Store& s) {
-  return s.heapTop / indexEntry::kSize + 16;
+  return store::readableHeap(s) / indexEntry::kSize + 16;
 }
 
 /// The label text of key node `node`, pointing into its page frame; "" when

@@ -17,7 +17,7 @@ namespace qmdb::objects {
 /// More steps than any walk over a sound heap of this size can take: every
 /// object takes at least 28 bytes and is met at most twice.
 inline long walkLimit(const store::Store& s) {
-  return 2 * (s.heapTop / 28) + 16;
+  return 2 * (store::readableHeap(s) / 28) + 16;
 }
 
 /// The owner of the node record whose child list holds `object` (0 for a

@@ -104,6 +104,8 @@ void acceptFile(Store& store, FILE* file) {
   store.savedHeapTop = heapTop;
   store.firstIndex = header::firstIndex(h);
   store.swapPages = heapTop / pageSize + (heapTop % pageSize != 0 ? 1 : 0);
+  long length = QmCFileLength(file);
+  if (length >= 0 && length < heapTop) store.unreadable = static_cast<int32_t>(heapTop - length);
 }
 
 }  // namespace

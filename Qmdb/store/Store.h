@@ -117,6 +117,9 @@ struct Store {
   size_t evictedNext = 0;        ///< where the ring's next eviction goes
   int32_t rereads = 0;           ///< pages read back soon after eviction, since the last raise
   int32_t heapTop = kHeaderSize;
+  /// Bytes below the heap top that the file did not hold when it was opened (a
+  /// file cut short): no read reaches them, so no walk may count on them.
+  int32_t unreadable = 0;
   /// The file bytes [writtenFrom, writtenTo) hold evicted pages whose write
   /// to the disk was not started yet (both 0: none); see PageCache.cpp.
   long writtenFrom = 0;
@@ -161,6 +164,13 @@ struct Store {
   /// other databases. Set by the handle, which knows the layers above.
   void (*clearLinks)(Store&) = nullptr;
 };
+
+/// The bytes of the heap that can be read: what bounds every walk over it, so
+/// that a damaged heap (a cycle) or a header that claims more than its file
+/// holds cannot make a walk run, or collect, without end.
+inline long readableHeap(const Store& s) {
+  return static_cast<long>(s.heapTop) - s.unreadable;
+}
 
 }  // namespace qmdb::store
 
