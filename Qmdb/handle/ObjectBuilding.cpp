@@ -106,44 +106,46 @@ long Qmdb::pi(const char* target, const char* data) {
 }
 
 long Qmdb::addNode(long parent, const char* gid) {
-  return placeMade(*this, parent, 0, true,
-                   [&](bool plain) { return plain ? Qmdb::node(gid) : node(gid); });
+  return placeMade<true>(*this, parent, 0, true,
+                         [&](bool plain) { return plain ? Qmdb::node(gid) : node(gid); });
 }
 
 long Qmdb::addString(long parent, const char* text) {
-  return placeMade(*this, parent, 0, true,
-                   [&](bool plain) { return plain ? Qmdb::string(text) : string(text); });
+  return placeMade<true>(*this, parent, 0, true,
+                         [&](bool plain) { return plain ? Qmdb::string(text) : string(text); });
 }
 
 long Qmdb::addEntity(long parent, const char* name, const char* value, QmdbEntityType type) {
-  return placeMade(*this, parent, 0, true, [&](bool plain) {
+  return placeMade<true>(*this, parent, 0, true, [&](bool plain) {
     return plain ? Qmdb::entity(name, value, type) : entity(name, value, type);
   });
 }
 
 long Qmdb::addPi(long parent, const char* target, const char* data) {
-  return placeMade(*this, parent, 0, true,
-                   [&](bool plain) { return plain ? Qmdb::pi(target, data) : pi(target, data); });
+  return placeMade<true>(*this, parent, 0, true, [&](bool plain) {
+    return plain ? Qmdb::pi(target, data) : pi(target, data);
+  });
 }
 
 long Qmdb::insertNode(long parent, long after, const char* gid) {
-  return placeMade(*this, parent, after, false,
-                   [&](bool plain) { return plain ? Qmdb::node(gid) : node(gid); });
+  return placeMade<true>(*this, parent, after, false,
+                         [&](bool plain) { return plain ? Qmdb::node(gid) : node(gid); });
 }
 
 long Qmdb::insertString(long parent, long after, const char* text) {
-  return placeMade(*this, parent, after, false,
-                   [&](bool plain) { return plain ? Qmdb::string(text) : string(text); });
+  return placeMade<true>(*this, parent, after, false,
+                         [&](bool plain) { return plain ? Qmdb::string(text) : string(text); });
 }
 
 long Qmdb::insertEntity(long parent, long after, const char* name, const char* value,
                         QmdbEntityType type) {
-  return placeMade(*this, parent, after, false, [&](bool plain) {
+  return placeMade<true>(*this, parent, after, false, [&](bool plain) {
     return plain ? Qmdb::entity(name, value, type) : entity(name, value, type);
   });
 }
 
 long Qmdb::insertPi(long parent, long after, const char* target, const char* data) {
-  return placeMade(*this, parent, after, false,
-                   [&](bool plain) { return plain ? Qmdb::pi(target, data) : pi(target, data); });
+  return placeMade<true>(*this, parent, after, false, [&](bool plain) {
+    return plain ? Qmdb::pi(target, data) : pi(target, data);
+  });
 }

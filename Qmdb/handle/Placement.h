@@ -42,16 +42,20 @@ inline Placement placeAfter(Qmdb& db, store::Store& s, long parent, long after) 
 /// Checks the place first, then makes the object with `make` and links it in:
 /// after `after`, or as the last child when `append`. The object, or 0.
 /// `make` is called with Internal::plain(db), so that it may call the creating method
-/// of this class directly when nothing overrides it.
-template <typename Make>
+/// of this class directly when nothing overrides it. With `kNewWhenPlain`,
+/// what `make` gives when called with true is a new object, detached, which
+/// attach need not look for in another list.
+template <bool kNewWhenPlain = false, typename Make>
 long placeMade(Qmdb& db, long parent, long after, bool append, Make make) {
   store::Store* s = Internal::writable(db);
   if (s == nullptr) return 0;
   Placement place = placeAfter(db, *s, parent, append ? 0 : after);
   if (place.list == 0) return 0;
-  long o = make(Internal::plain(db));
+  const bool plain = Internal::plain(db);
+  long o = make(plain);
   if (o == 0) return 0;
   long behind = append ? objects::nodeRecord::lastChild(*s, place.list) : place.after;
+  if (kNewWhenPlain && plain) return objects::attachDetached(*s, o, place.list, behind);
   return objects::attach(*s, o, place.list, behind);
 }
 

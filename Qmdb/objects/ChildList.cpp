@@ -8,6 +8,10 @@ namespace qmdb::objects {
 
 long attach(store::Store& s, long o, long list, long after) {
   if (object::parent(s, o) != 0) detach(s, o, true);
+  return attachDetached(s, o, list, after);
+}
+
+long attachDetached(store::Store& s, long o, long list, long after) {
   // Each record is visited once, and `o` (usually at the heap top, where the
   // next record will be made) last: the new sibling and the list often lie on
   // an older page, and this order switches pages twice, not four times.

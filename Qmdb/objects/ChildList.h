@@ -17,6 +17,10 @@ namespace qmdb::objects {
 /// attached. Gives `object`.
 long attach(store::Store& s, long object, long list, long after);
 
+/// attach() for an `object` known to be detached (a new one): links it in
+/// without looking at its parent first. Gives `object`.
+long attachDetached(store::Store& s, long object, long list, long after);
+
 /// Takes `object` out of its child list. With `wholeTree` (always, for an
 /// object that is not a node) its subtree goes with it; otherwise its children
 /// take its place, in order. Gives `object`.

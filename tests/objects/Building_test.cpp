@@ -162,12 +162,16 @@ TEST_F(BuildingTest, RecordsWrittenTogetherLieWhereRecordsMadeOneByOneLie) {
 class Renaming : public Qmdb {
  public:
   using Qmdb::Qmdb;
-  long node(const char* gid) override { return Qmdb::node((std::string("x-") + gid).c_str()); }
+  long node(const char* gid) override {
+    if (reused != 0) return reused;  // an object that is attached elsewhere
+    return Qmdb::node((std::string("x-") + gid).c_str());
+  }
   long string(const char* text) override { return Qmdb::string((std::string(text) + "!").c_str()); }
   QmdbObjectType objectType(long object) override {
     return object == refused ? QmdbString : Qmdb::objectType(object);
   }
   long refused = 0;
+  long reused = 0;
 };
 
 TEST_F(BuildingTest, OverridesStillTakePartInAdding) {
@@ -181,6 +185,10 @@ TEST_F(BuildingTest, OverridesStillTakePartInAdding) {
   db.refused = 0;
   EXPECT_NE(db.addNode(b, "c"), 0);
   EXPECT_EQ(renderChildren(db, 1), "x-a('text!'),x-b(x-c)");
+  // What the creating method gives is taken out of its list first.
+  db.reused = a;
+  EXPECT_EQ(db.addNode(b, "ignored"), a);
+  EXPECT_EQ(renderChildren(db, 1), "x-b(x-c,x-a('text!'))");
 }
 
 }  // namespace
