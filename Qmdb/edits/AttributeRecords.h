@@ -68,6 +68,16 @@ inline bool setType(Store& s, long a, long t) {
 inline bool setClass(Store& s, long a, long c) {
   return put8(s, a + kClass, static_cast<uint8_t>(c & 0xff));
 }
+/// Sets the value, the type and the class of `a` through one pointer.
+inline bool setValueTypeAndClass(Store& s, long a, long v, long t, long c) {
+  uint8_t* p = store::fieldPointer(s, a + kValue, kClass - kValue + 1);
+  if (p == nullptr) return false;
+  store::encodeFixed32(p, static_cast<int32_t>(v));
+  p[kType - kValue] = static_cast<uint8_t>(t & 0xff);
+  p[kClass - kValue] = static_cast<uint8_t>(c & 0xff);
+  store::markDirty(s);
+  return true;
+}
 /// Sets the type and the class of `a` through one pointer.
 inline bool setTypeAndClass(Store& s, long a, long t, long c) {
   uint8_t* p = store::fieldPointer(s, a + kType, kClass - kType + 1);
@@ -77,12 +87,16 @@ inline bool setTypeAndClass(Store& s, long a, long t, long c) {
   store::markDirty(s);
   return true;
 }
-/// Writes a new attribute record at `a`, through one pointer: last of its
-/// list, with no name, value or type (class and padding are not written).
+/// Writes a new attribute record at `p`, in a frame: last of its list, with
+/// no name, value or type (class and padding are not written).
+inline void initAt(uint8_t* p) {
+  memset(p, 0, kType + 1);
+}
+/// Writes a new attribute record at `a`, through one pointer.
 inline bool init(Store& s, long a) {
   uint8_t* p = store::fieldPointer(s, a, kType + 1);
   if (p == nullptr) return false;
-  memset(p, 0, kType + 1);
+  initAt(p);
   store::markDirty(s);
   return true;
 }

@@ -1,8 +1,11 @@
 #include "Qmdb/edits/Attributes.h"
 
+#include <cstring>
+
 #include "Qmdb/edits/AttributeRecords.h"
 #include "Qmdb/objects/Records.h"
 #include "Qmdb/objects/StoredText.h"
+#include "Qmdb/store/HeapString.h"
 
 namespace qmdb::edits {
 
@@ -37,6 +40,25 @@ long makeAttribute(store::Store& s, long list) {
   return append(s, list, a) ? a : 0;
 }
 
+long makeBodyAttribute(store::Store& s, long body) {
+  long list = objects::body::attributes(s, body);
+  if (list != 0) return makeAttribute(s, list);
+  constexpr long kBoth = attributeList::kSize + attributeRecord::kSize;
+  if (!store::fitsOnTopPage(s, kBoth)) {
+    list = makeAttributeList(s, body);
+    return list != 0 ? makeAttribute(s, list) : 0;
+  }
+  list = store::reserveRecord(s, kBoth);
+  uint8_t* p = list != 0 ? store::fieldPointer(s, list, kBoth) : nullptr;
+  if (p == nullptr) return 0;
+  long a = list + attributeList::kSize;
+  store::encodeFixed32(p + attributeList::kFirst, static_cast<int32_t>(a));
+  attributeRecord::initAt(p + attributeList::kSize);
+  store::markDirty(s);
+  objects::body::setAttributes(s, body, list);
+  return a;
+}
+
 long attachAttribute(store::Store& s, long list, long a) {
   if (a == 0 || attributeRecord::next(s, a) != attributeRecord::kFreeMarker) return 0;
   attributeRecord::setNext(s, a, 0);
@@ -50,13 +72,13 @@ bool setAttributeName(store::Store& s, long a, const char* name) {
 
 long setAttributeValue(store::Store& s, long a, const char* value, long type, long cls) {
   long copy = 0;
-  if (value == nullptr) {
-    attributeRecord::setValue(s, a, 0);
-  } else {
-    copy = objects::storeCopy(s, attributeRecord::valueField(a), value);
+  if (value != nullptr) {
+    copy = store::writeHeapString(s, value, strlen(value));
     if (copy == 0) return 0;
   }
-  attributeRecord::setTypeAndClass(s, a, type, cls);
+  // The value field is written with the type and class: a copy that cannot be
+  // pointed to leaves all three as they were.
+  if (!attributeRecord::setValueTypeAndClass(s, a, copy, type, cls)) return 0;
   return copy;
 }
 

@@ -26,6 +26,12 @@ long makeAttributeList(store::Store& s, long body);
 /// 0 when `list` is 0 (the record then stays unreachable) or space runs out.
 long makeAttribute(store::Store& s, long list);
 
+/// A new attribute at the end of the attribute list of the body record
+/// `body`, whose list is made first when it has none: exactly as
+/// makeAttributeList and makeAttribute make them (written at once when both
+/// fit on the heap top's page). The attribute, or 0.
+long makeBodyAttribute(store::Store& s, long body);
+
 /// Appends the free attribute `a` to `list`; 0 when `a` is 0 or not free.
 long attachAttribute(store::Store& s, long list, long a);
 

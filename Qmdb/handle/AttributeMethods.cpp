@@ -117,9 +117,7 @@ long Qmdb::addAttribute(long object, const char* name, const char* value, QmdbAt
   const char* v;
   if (!textIn(mp_Encoding, value, heldValue, v)) return 0;
   long result = 0;
-  long list = objects::body::attributes(*s, own);
-  if (list == 0) list = edits::makeAttributeList(*s, own);
-  long a = list != 0 ? edits::makeAttribute(*s, list) : 0;
+  long a = edits::makeBodyAttribute(*s, own);
   if (a != 0) result = nameAndValue(*s, a, n, v, type, cls);
   s->changed = true;
   return result;

@@ -9,17 +9,6 @@
 
 namespace qmdb::objects {
 
-namespace {
-
-// Whether `n` more bytes fit on the heap top's page: then records reserved
-// one after the other, n bytes in all, lie side by side exactly where
-// reservations one by one would put them, and one pointer writes them all.
-bool fitsOnTopPage(const store::Store& s, long n) {
-  return s.pageSize - s.heapTop % s.pageSize >= n && s.heapTop + n <= store::kHeapLimit;
-}
-
-}  // namespace
-
 long createObjectRecord(store::Store& s) {
   long o = store::reserveRecord(s, object::kSize);
   return o != 0 && object::init(s, o) ? o : 0;
@@ -35,7 +24,7 @@ long makeNodeRecord(store::Store& s, long o) {
 long createNode(store::Store& s, long gid, long& record) {
   constexpr long kBoth = object::kSize + nodeRecord::kSize;
   record = 0;
-  if (fitsOnTopPage(s, kBoth)) {
+  if (store::fitsOnTopPage(s, kBoth)) {
     long o = store::reserveRecord(s, kBoth);
     uint8_t* p = o != 0 ? store::fieldPointer(s, o, kBoth) : nullptr;
     if (p == nullptr) return 0;
@@ -61,7 +50,7 @@ long createString(store::Store& s, const char* text, bool& stored) {
   stored = false;
   if (length < static_cast<size_t>(s.pageSize)) {
     long both = object::kSize + store::heapStringBlockSize(length);
-    if (fitsOnTopPage(s, both)) {
+    if (store::fitsOnTopPage(s, both)) {
       long o = store::reserveRecord(s, both);
       long written = object::kSize + static_cast<long>(length) + 1;
       uint8_t* p = o != 0 ? store::fieldPointer(s, o, written) : nullptr;

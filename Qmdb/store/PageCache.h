@@ -146,6 +146,13 @@ inline long reserveRecord(Store& store, long size) {
   return address;
 }
 
+/// Whether `n` more bytes fit on the heap top's page: then records reserved
+/// one after the other, n bytes in all, lie side by side exactly where
+/// reservations one by one would put them, and one pointer may write them all.
+inline bool fitsOnTopPage(const Store& store, long n) {
+  return store.pageSize - store.heapTop % store.pageSize >= n && store.heapTop + n <= kHeapLimit;
+}
+
 /// The 32-bit field at `address`; 0 when it is not wholly below the heap top.
 inline int32_t get32(Store& store, long address) {
   const uint8_t* p = fieldPointer(store, address, 4);

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Qmdb/Qmdb"
+#include "Qmdb/edits/Attributes.h"
 #include "Qmdb/handle/Internal.h"
 #include "Qmdb/objects/Creation.h"
 #include "Qmdb/objects/Records.h"
@@ -22,6 +23,7 @@ using qmdb::test::readFile;
 using qmdb::test::renderChildren;
 using qmdb::test::ScopedEnv;
 using qmdb::test::TempDir;
+namespace edits = qmdb::edits;
 namespace objects = qmdb::objects;
 namespace store = qmdb::store;
 
@@ -87,9 +89,10 @@ TEST_F(BuildingTest, TheFileDependsOnTheCallsAloneNotOnTheCacheOrTheClass) {
   }
 }
 
-// Makes the same records in two stores, one through the creating operations
-// that write several records at once, one record by record, starting at every
-// heap top near the end of a page; the heaps must be equal byte for byte.
+// Makes the same records (nodes, strings, attributes) in two stores, one
+// through the creating operations that write several records at once, one
+// record by record, starting at every heap top near the end of a page; the
+// heaps must be equal byte for byte.
 TEST_F(BuildingTest, RecordsWrittenTogetherLieWhereRecordsMadeOneByOneLie) {
   const long pageSize = 1024;
   for (long gap = 0; gap <= 80; gap += 4) {
@@ -108,15 +111,23 @@ TEST_F(BuildingTest, RecordsWrittenTogetherLieWhereRecordsMadeOneByOneLie) {
     ASSERT_EQ(a.heapTop, b.heapTop);
     ASSERT_EQ(a.heapTop % pageSize, (pageSize - gap) % pageSize);
 
+    long recordA = 0;
+    long recordB = 0;
     for (long name : {0L, gid}) {
-      long recordA = 0;
       long nodeA = objects::createNode(a, name, recordA);
       long nodeB = objects::createObjectRecord(b);
-      long recordB = objects::makeNodeRecord(b, nodeB);
+      recordB = objects::makeNodeRecord(b, nodeB);
       if (name != 0)
         store::put32(b, objects::nodeRecord::gidField(recordB), static_cast<int32_t>(name));
       EXPECT_EQ(nodeA, nodeB);
       EXPECT_EQ(recordA, recordB);
+    }
+    // The first attribute of a body comes with its list, the second joins it.
+    for (int i = 0; i < 2; ++i) {
+      long attributeA = edits::makeBodyAttribute(a, recordA);
+      long list = objects::body::attributes(b, recordB);
+      if (list == 0) list = edits::makeAttributeList(b, recordB);
+      EXPECT_EQ(attributeA, edits::makeAttribute(b, list));
     }
     for (size_t length : {0u, 1u, 3u, 4u, 7u, 30u}) {
       std::string value(length, 'v');
