@@ -99,12 +99,7 @@ inline bool setKindAndBody(Store& s, long o, int kind, long body) {
 /// Sets the next sibling of `o` to `v` and gives the one it replaces, through
 /// one pointer; 0 (nothing written) when the field is not there.
 inline long exchangeNext(Store& s, long o, long v) {
-  uint8_t* p = fieldPointer(s, o + kNext, 4);
-  if (p == nullptr) return 0;
-  long old = store::decodeFixed32(p);
-  store::encodeFixed32(p, static_cast<int32_t>(v));
-  markDirty(s);
-  return old;
+  return store::exchange32(s, o + kNext, static_cast<int32_t>(v));
 }
 /// Writes the three tree links of `o` through one pointer; false when its page
 /// cannot be had.
@@ -216,12 +211,7 @@ inline bool setLastChild(Store& s, long r, long v) {
 /// Sets the first child of `r` to `v` and gives the one it replaces, through
 /// one pointer; 0 (nothing written) when the field is not there.
 inline long exchangeFirstChild(Store& s, long r, long v) {
-  uint8_t* p = fieldPointer(s, r + kFirstChild, 4);
-  if (p == nullptr) return 0;
-  long old = store::decodeFixed32(p);
-  store::encodeFixed32(p, static_cast<int32_t>(v));
-  markDirty(s);
-  return old;
+  return store::exchange32(s, r + kFirstChild, static_cast<int32_t>(v));
 }
 /// Writes a new node record owned by `owner`, its other fields 0, at `p`, in a frame.
 inline void initAt(uint8_t* p, long owner) {

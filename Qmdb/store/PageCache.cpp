@@ -367,16 +367,7 @@ uint8_t* resolveMiss(Store& store, long address) {
     unsigned long secondOffset =
         static_cast<unsigned long>(address) - static_cast<unsigned long>(second->base);
     if (secondOffset < static_cast<unsigned long>(store.pageSize)) {
-      head->next = second->next;
-      if (second->next != nullptr) {
-        second->next->previous = head;
-      } else {
-        store.tail = head;
-      }
-      head->previous = second;
-      second->previous = nullptr;
-      second->next = head;
-      store.head = second;
+      promoteSecond(store, head, second);
       return second->data + secondOffset;
     }
   }

@@ -169,6 +169,17 @@ inline bool put32(Store& store, long address, int32_t value) {
   return true;
 }
 
+/// Writes the 32-bit field at `address`, marks its page dirty, and gives the
+/// value it replaces; 0 (nothing written) when the field is not there.
+inline long exchange32(Store& store, long address, int32_t value) {
+  uint8_t* p = fieldPointer(store, address, 4);
+  if (p == nullptr) return 0;
+  long old = decodeFixed32(p);
+  encodeFixed32(p, value);
+  markDirty(store);
+  return old;
+}
+
 /// The byte at `address`; 0 when it is not below the heap top.
 inline uint8_t get8(Store& store, long address) {
   const uint8_t* p = fieldPointer(store, address, 1);
