@@ -300,4 +300,8 @@ Result saveFile(Qmdb& db, const std::string& path, const SaveOptions& options, l
   return result;
 }
 
+std::string escape(const std::string& text, bool inAttribute) {
+  return qmdbxml::escaped(text, inAttribute);
+}
+
 }  // namespace QmdbXml

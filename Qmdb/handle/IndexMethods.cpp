@@ -103,6 +103,19 @@ long lookUp(const Qmdb& self, store::Store& s, QmdbList* list, long index, const
 }
 
 // Looks up every key of a key list; 0 for a null or empty list.
+// Looks up the range `from` to `to`, given in the caller's coding; -1 when a
+// bound cannot be converted (nothing was looked up).
+long lookUpRange(const Qmdb& self, store::Store& s, QmdbList* list, long index, const char* from,
+                 const char* to, bool pull) {
+  static thread_local qmdb::handle::HoldingSlot heldFrom;
+  static thread_local qmdb::handle::HoldingSlot heldTo;
+  const char* lower;
+  if (!textIn(Internal::encoding(self), from, heldFrom, lower)) return -1;
+  const char* upper;
+  if (!textIn(Internal::encoding(self), to, heldTo, upper)) return -1;
+  return lookUp(self, s, list, index, lower, upper, pull);
+}
+
 long lookUpKeys(const Qmdb& self, store::Store& s, QmdbList* list, long index, QmdbStringList* keys,
                 bool pull, bool& refused) {
   ListSink sink(self, list);
@@ -258,13 +271,8 @@ long Qmdb::getIndex(QmdbList* list, char* indexName, char* from, char* to) const
 long Qmdb::getIndex(QmdbList* list, long index, char* from, char* to) const {
   store::Store* s = Internal::usable(*this);
   if (s == nullptr || index == 0) return 0;
-  static thread_local qmdb::handle::HoldingSlot heldFrom;
-  static thread_local qmdb::handle::HoldingSlot heldTo;
-  const char* lower;
-  if (!textIn(mp_Encoding, from, heldFrom, lower)) return 0;
-  const char* upper;
-  if (!textIn(mp_Encoding, to, heldTo, upper)) return 0;
-  return lookUp(*this, *s, list, index, lower, upper, false);
+  long found = lookUpRange(*this, *s, list, index, from, to, false);
+  return found > 0 ? found : 0;
 }
 
 long Qmdb::pullIndex(QmdbList* list, char* indexName, QmdbStringList* keys) {
@@ -287,13 +295,8 @@ long Qmdb::pullIndex(QmdbList* list, char* indexName, char* from, char* to) {
 long Qmdb::pullIndex(QmdbList* list, long index, char* from, char* to) {
   store::Store* s = Internal::writable(*this);
   if (s == nullptr || index == 0) return 0;
-  static thread_local qmdb::handle::HoldingSlot heldFrom;
-  static thread_local qmdb::handle::HoldingSlot heldTo;
-  const char* lower;
-  if (!textIn(mp_Encoding, from, heldFrom, lower)) return 0;
-  const char* upper;
-  if (!textIn(mp_Encoding, to, heldTo, upper)) return 0;
-  long pulled = lookUp(*this, *s, list, index, lower, upper, true);
+  long pulled = lookUpRange(*this, *s, list, index, from, to, true);
+  if (pulled < 0) return 0;
   s->changed = true;
   return pulled;
 }

@@ -31,8 +31,7 @@ long createNode(store::Store& s, long gid, long& record) {
     record = o + object::kSize;
     object::initAt(p);
     object::writeKindAndBody(p, QmdbNode, record);
-    nodeRecord::initAt(p + object::kSize, o);
-    store::encodeFixed32(p + object::kSize + nodeRecord::kGid, static_cast<int32_t>(gid));
+    nodeRecord::initAt(p + object::kSize, o, gid);
     store::markDirty(s);
     return o;
   }

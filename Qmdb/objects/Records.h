@@ -213,10 +213,12 @@ inline bool setLastChild(Store& s, long r, long v) {
 inline long exchangeFirstChild(Store& s, long r, long v) {
   return store::exchange32(s, r + kFirstChild, static_cast<int32_t>(v));
 }
-/// Writes a new node record owned by `owner`, its other fields 0, at `p`, in a frame.
-inline void initAt(uint8_t* p, long owner) {
+/// Writes a new node record owned by `owner`, named `gid` (0 for none), its
+/// other fields 0, at `p`, in a frame.
+inline void initAt(uint8_t* p, long owner, long gid = 0) {
   memset(p, 0, kOwner);
   store::encodeFixed32(p + kOwner, static_cast<int32_t>(owner));
+  store::encodeFixed32(p + kGid, static_cast<int32_t>(gid));
 }
 /// Writes a new node record at `r` owned by `owner`, its other fields 0.
 inline bool init(Store& s, long r, long owner) {

@@ -1,29 +1,19 @@
 # Configures, builds and runs the consumer against the installed package.
 # Variables: PREFIX (install prefix), SOURCE (this folder), BINARY (a scratch build folder).
+
+# Runs a command; a failure stops here, naming `what` failed.
+function(step what)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result)
+  if(result)
+    message(FATAL_ERROR "${what} failed")
+  endif()
+endfunction()
+
 file(REMOVE_RECURSE ${BINARY})
-execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${BINARY} -DCMAKE_PREFIX_PATH=${PREFIX}
-                RESULT_VARIABLE result)
-if(result)
-  message(FATAL_ERROR "configuring the consumer failed")
-endif()
-execute_process(COMMAND ${CMAKE_COMMAND} --build ${BINARY} RESULT_VARIABLE result)
-if(result)
-  message(FATAL_ERROR "building the consumer failed")
-endif()
-execute_process(COMMAND ${BINARY}/consumer ${BINARY}/consumer.qmb ${BINARY}/indexed.qmb
-                RESULT_VARIABLE result)
-if(result)
-  message(FATAL_ERROR "the consumer failed")
-endif()
-execute_process(COMMAND ${BINARY}/flat_test ${BINARY}/indexed.qmb RESULT_VARIABLE result)
-if(result)
-  message(FATAL_ERROR "the C test of the flat interface failed")
-endif()
-execute_process(COMMAND ${BINARY}/xml_flat_test ${BINARY} RESULT_VARIABLE result)
-if(result)
-  message(FATAL_ERROR "the C test of the XML component failed")
-endif()
-execute_process(COMMAND ${BINARY}/xpath_c_test ${BINARY}/indexed.qmb RESULT_VARIABLE result)
-if(result)
-  message(FATAL_ERROR "the C test of the XPath function failed")
-endif()
+step("configuring the consumer" ${CMAKE_COMMAND} -S ${SOURCE} -B ${BINARY}
+     -DCMAKE_PREFIX_PATH=${PREFIX})
+step("building the consumer" ${CMAKE_COMMAND} --build ${BINARY})
+step("the consumer" ${BINARY}/consumer ${BINARY}/consumer.qmb ${BINARY}/indexed.qmb)
+step("the C test of the flat interface" ${BINARY}/flat_test ${BINARY}/indexed.qmb)
+step("the C test of the XML component" ${BINARY}/xml_flat_test ${BINARY})
+step("the C test of the XPath function" ${BINARY}/xpath_c_test ${BINARY}/indexed.qmb)

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 
 namespace {
@@ -128,8 +129,37 @@ class XmlTest : public ::testing::Test {
     return render(db, 1);
   }
 
+  // A data file loaded into a new database of its own.
+  struct Loaded {
+    std::unique_ptr<Qmdb> db;
+    QmdbXml::Result result;
+  };
+  Loaded load(const std::string& name, const QmdbXml::LoadOptions& options = {}) {
+    Loaded loaded;
+    loaded.db = std::make_unique<Qmdb>(dir.file(std::to_string(++databases) + ".qmb").c_str(),
+                                       QmdbFileWrite);
+    loaded.result = QmdbXml::loadFile(*loaded.db, kData + "/" + name, options);
+    return loaded;
+  }
+
+  // The options that load as the defaults do but for one switch.
+  static QmdbXml::LoadOptions with(bool QmdbXml::LoadOptions::*option, bool value) {
+    QmdbXml::LoadOptions options;
+    options.*option = value;
+    return options;
+  }
+
   TempDir dir;
+  int databases = 0;
 };
+
+// `node` written as XML without the declaration; "<failed>" when the save fails.
+std::string saved(Qmdb& db, long node = 1) {
+  std::ostringstream out;
+  QmdbXml::SaveOptions plain;
+  plain.declaration = false;
+  return QmdbXml::saveStream(db, out, plain, node).ok ? out.str() : "<failed>";
+}
 
 TEST_F(XmlTest, EncodingsAreReadAndWrittenBack) {
   EXPECT_EQ(roundTrip("latin1.xml"), "menu[lang=fr]('Caf\xC3\xA9 cr\xC3\xA8me \xC3\xA0 0')");
@@ -154,16 +184,16 @@ TEST_F(XmlTest, EncodingsAreReadAndWrittenBack) {
   sjis.encoding = "Shift_JIS";
   roundTrip("sjis.xml", sjis);
   roundTrip("utf16.xml", sjis);
-  Qmdb db(dir.file("names.qmb").c_str(), QmdbFileWrite);
-  ASSERT_TRUE(QmdbXml::loadFile(db, kData + "/sjis.xml").ok);
+  Loaded names = load("sjis.xml");
+  ASSERT_TRUE(names.result.ok);
   std::ostringstream out;
-  QmdbXml::Result refused = QmdbXml::saveStream(db, out, latin1);
+  QmdbXml::Result refused = QmdbXml::saveStream(*names.db, out, latin1);
   EXPECT_FALSE(refused.ok);
   EXPECT_NE(refused.message.find("U+6587 cannot be written in ISO-8859-1"), std::string::npos)
       << refused.message;
   QmdbXml::SaveOptions unknown;
   unknown.encoding = "NO-SUCH-ENCODING";
-  EXPECT_EQ(QmdbXml::saveStream(db, out, unknown).message,
+  EXPECT_EQ(QmdbXml::saveStream(*names.db, out, unknown).message,
             "output: unknown encoding NO-SUCH-ENCODING");
 }
 
@@ -188,12 +218,11 @@ TEST_F(XmlTest, InternalSubsetIsKeptWithEntitiesDefaultsAndComments) {
             "?#comment= after ");
 
   // Without comments, the DTD, or its defaults.
-  Qmdb db(dir.file("bare.qmb").c_str(), QmdbFileWrite);
-  QmdbXml::LoadOptions bare;
-  bare.comments = false;
+  QmdbXml::LoadOptions bare = with(&QmdbXml::LoadOptions::comments, false);
   bare.defaultAttributes = false;
-  ASSERT_TRUE(QmdbXml::loadFile(db, kData + "/subset.xml", bare).ok);
-  std::string rendered = render(db, 1);
+  Loaded loaded = load("subset.xml", bare);
+  ASSERT_TRUE(loaded.result.ok);
+  std::string rendered = render(*loaded.db, 1);
   EXPECT_EQ(rendered.find("#comment"), std::string::npos);
   EXPECT_EQ(rendered.find("status=draft"), std::string::npos);
   EXPECT_NE(rendered.find("<!-- a comment inside the DTD -->"), std::string::npos);
@@ -209,22 +238,18 @@ TEST_F(XmlTest, ExternalDtdAndEntitiesBesideTheDocument) {
 
   // Not reading external entities keeps them unresolved, with a warning;
   // not reading the DTD leaves its entities undeclared.
-  Qmdb db(dir.file("noext.qmb").c_str(), QmdbFileWrite);
-  QmdbXml::LoadOptions noExternal;
-  noExternal.externalEntities = false;
-  QmdbXml::Result result = QmdbXml::loadFile(db, kData + "/ext.xml", noExternal);
+  Loaded noExternal = load("ext.xml", with(&QmdbXml::LoadOptions::externalEntities, false));
+  const QmdbXml::Result& result = noExternal.result;
   ASSERT_TRUE(result.ok) << result.message;
+  Qmdb& db = *noExternal.db;
   EXPECT_EQ(render(db, db.last(1)), "&product=Qmdb:1,' ',&chapter:2,'\n',&table:2");
   ASSERT_EQ(result.warnings.size(), 2u);
   EXPECT_EQ(result.warnings[0], kData +
                                     "/ext.xml:3:26: unresolved entity &chapter; "
                                     "(external entities are not loaded)");
-  Qmdb noDtd(dir.file("nodtd.qmb").c_str(), QmdbFileWrite);
-  QmdbXml::LoadOptions withoutDtd;
-  withoutDtd.loadDtd = false;
-  result = QmdbXml::loadFile(noDtd, kData + "/ext.xml", withoutDtd);
-  ASSERT_TRUE(result.ok) << result.message;
-  EXPECT_EQ(render(noDtd, noDtd.last(1)), "&product:4,' ',&chapter:4,'\n',&table:4");
+  Loaded noDtd = load("ext.xml", with(&QmdbXml::LoadOptions::loadDtd, false));
+  ASSERT_TRUE(noDtd.result.ok) << noDtd.result.message;
+  EXPECT_EQ(render(*noDtd.db, noDtd.db->last(1)), "&product:4,' ',&chapter:4,'\n',&table:4");
 }
 
 TEST_F(XmlTest, CatalogMapsAPublicIdentifierToALocalDtd) {
@@ -237,8 +262,9 @@ TEST_F(XmlTest, CatalogMapsAPublicIdentifierToALocalDtd) {
 }
 
 TEST_F(XmlTest, UnresolvedEntitiesAreKeptOrRefused) {
-  Qmdb db(dir.file("u.qmb").c_str(), QmdbFileWrite);
-  QmdbXml::Result result = QmdbXml::loadFile(db, kData + "/unresolved.xml");
+  Loaded loaded = load("unresolved.xml");
+  Qmdb& db = *loaded.db;
+  QmdbXml::Result result = loaded.result;
   ASSERT_TRUE(result.ok) << result.message;
   EXPECT_EQ(render(db, db.last(1)), "'Price: 10',&euro:4,' ',&nbsp:4");
   ASSERT_EQ(result.warnings.size(), 3u);
@@ -246,16 +272,10 @@ TEST_F(XmlTest, UnresolvedEntitiesAreKeptOrRefused) {
   EXPECT_EQ(result.warnings[1],
             kData + "/unresolved.xml:3:22: unresolved entity &euro; (not declared)");
   // Written back exactly as they stood.
-  std::ostringstream out;
-  QmdbXml::SaveOptions plain;
-  plain.declaration = false;
-  ASSERT_TRUE(QmdbXml::saveStream(db, out, plain, db.last(1)).ok);
-  EXPECT_EQ(out.str(), "<page>Price: 10&euro; &nbsp;</page>");
+  EXPECT_EQ(saved(db, db.last(1)), "<page>Price: 10&euro; &nbsp;</page>");
 
-  Qmdb strict(dir.file("s.qmb").c_str(), QmdbFileWrite);
-  QmdbXml::LoadOptions options;
-  options.unresolvedEntityIsError = true;
-  result = QmdbXml::loadFile(strict, kData + "/unresolved.xml", options);
+  result =
+      load("unresolved.xml", with(&QmdbXml::LoadOptions::unresolvedEntityIsError, true)).result;
   EXPECT_FALSE(result.ok);
   EXPECT_EQ(result.message,
             kData + "/unresolved.xml:3:22: unresolved entity &euro; (not declared)");
@@ -265,8 +285,9 @@ TEST_F(XmlTest, UnparsedEntityWithNotation) {
   std::string rendered = roundTrip("unparsed.xml");
   EXPECT_EQ(rendered.substr(rendered.find("],") + 2),
             "&logo=" + kData + "/logo.png NDATA png:3,gallery(image[src=logo])");
-  Qmdb db(dir.file("p.qmb").c_str(), QmdbFileWrite);
-  ASSERT_TRUE(QmdbXml::loadFile(db, kData + "/unparsed.xml").ok);
+  Loaded loaded = load("unparsed.xml");
+  ASSERT_TRUE(loaded.result.ok);
+  Qmdb& db = *loaded.db;
   long logo = db.next(db.first(1), QmdbSiblings);
   long declaration =
       db.attribute(logo, "declaration", QmdbNoAttributeType, QmdbNoAttributeClass, true);
@@ -275,12 +296,8 @@ TEST_F(XmlTest, UnparsedEntityWithNotation) {
             "<!ENTITY logo SYSTEM \"" +
                 kData + "/logo.png\" NDATA png>");
   // Saving the element alone still declares the entity and its notation.
-  std::ostringstream out;
-  QmdbXml::SaveOptions plain;
-  plain.declaration = false;
   db.dropObject(db.first(1));  // the doctype pi
-  ASSERT_TRUE(QmdbXml::saveStream(db, out, plain).ok);
-  EXPECT_EQ(out.str(),
+  EXPECT_EQ(saved(db),
             "<!DOCTYPE gallery [\n"
             "<!NOTATION png PUBLIC \"-//Qmdb//NOTATION PNG//EN\" \"image/png\">\n"
             "<!ENTITY logo SYSTEM \"" +
@@ -310,11 +327,7 @@ TEST_F(XmlTest, LongTextsAreCutIntoPagesAndJoinedAgain) {
   EXPECT_EQ(strings, 3);
   EXPECT_EQ(result.counts.texts, 3);
   EXPECT_EQ(joined, text);
-  std::ostringstream out;
-  QmdbXml::SaveOptions plain;
-  plain.declaration = false;
-  ASSERT_TRUE(QmdbXml::saveStream(db, out, plain).ok);
-  EXPECT_EQ(out.str(), xml + "\n");
+  EXPECT_EQ(saved(db), xml + "\n");
 }
 
 TEST_F(XmlTest, MalformedInputAndBadTextAreErrors) {
@@ -375,14 +388,11 @@ TEST_F(XmlTest, LoadUnderANodeAndSaveASubtree) {
   ASSERT_TRUE(QmdbXml::loadMemory(db, one.data(), one.size(), "one", {}, shelf).ok);
   ASSERT_TRUE(QmdbXml::loadMemory(db, two.data(), two.size(), "two", {}, shelf).ok);
   EXPECT_EQ(render(db, 1), "shelf(book[n=1]('<one>',?p=d),?#comment=c,book[n=2](e))");
-  std::ostringstream out;
-  QmdbXml::SaveOptions plain;
-  plain.declaration = false;
-  ASSERT_TRUE(QmdbXml::saveStream(db, out, plain, db.last(shelf)).ok);
-  EXPECT_EQ(out.str(), "<book n=\"2\"><e/></book>");
-  out.str("");
-  ASSERT_TRUE(QmdbXml::saveStream(db, out, plain, db.first(db.first(shelf))).ok);
-  EXPECT_EQ(out.str(), "&lt;one&gt;");
+  EXPECT_EQ(saved(db, db.last(shelf)), "<book n=\"2\"><e/></book>");
+  EXPECT_EQ(saved(db, db.first(db.first(shelf))), "&lt;one&gt;");
+  // Text escaped on its own, as saving escapes it.
+  EXPECT_EQ(QmdbXml::escape("<a&b>\"\t\n\r", false), "&lt;a&amp;b&gt;\"\t\n&#13;");
+  EXPECT_EQ(QmdbXml::escape("<a&b>\"\t\n\r", true), "&lt;a&amp;b&gt;&quot;&#9;&#10;&#13;");
 }
 
 TEST_F(XmlTest, ReferencesInNamespacesAndRelativeSystemIdentifiers) {

@@ -1,6 +1,7 @@
 // Test documents for the XPath tests (see XmlFixture.h).
 #include "XmlFixture.h"
 
+#include <gtest/gtest.h>
 #include <libxml/entities.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -125,6 +126,10 @@ std::string query(Qmdb& db, const std::string& expression, long context,
     default:
       return v.boolean ? "true" : "false";
   }
+}
+
+void expectAll(Qmdb& db, const std::vector<Case>& cases) {
+  for (const Case& c : cases) EXPECT_EQ(query(db, c.expression), c.expected) << c.expression;
 }
 
 }  // namespace qmdb::test

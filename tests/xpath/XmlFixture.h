@@ -7,6 +7,7 @@
 
 #include <Qmdb/QmdbXPath>
 #include <string>
+#include <vector>
 
 namespace qmdb::test {
 
@@ -22,6 +23,15 @@ std::string renderNode(Qmdb& db, const QmdbXPath::Node& node);
 /// a boolean as true/false, a failure as "ERROR@offset".
 std::string query(Qmdb& db, const std::string& expression, long context = 1,
                   const QmdbXPath::Variables& variables = {});
+
+/// An expression and its expected result, as `query` writes it.
+struct Case {
+  const char* expression;
+  const char* expected;
+};
+
+/// Checks each case from the root of `db`, naming the expression on a mismatch.
+void expectAll(Qmdb& db, const std::vector<Case>& cases);
 
 }  // namespace qmdb::test
 

@@ -56,6 +56,19 @@ std::string copyText(const char* text) {
   return text != nullptr ? std::string(text) : std::string();
 }
 
+const char* controlEscape(char c) {
+  switch (c) {
+    case '\n':
+      return "\\n";
+    case '\r':
+      return "\\r";
+    case '\t':
+      return "\\t";
+    default:
+      return nullptr;
+  }
+}
+
 std::string shortText(const std::string& text, size_t limit) {
   std::string out;
   size_t characters = 0;
@@ -66,19 +79,8 @@ std::string shortText(const std::string& text, size_t limit) {
       if (characters == limit) return out + "...";
       ++characters;
     }
-    switch (byte) {
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
-      default:
-        out += static_cast<char>(byte);
-    }
+    const char* escape = controlEscape(text[i]);
+    out += escape != nullptr ? std::string(escape) : std::string(1, text[i]);
   }
   return out;
 }

@@ -75,6 +75,9 @@ std::string copyText(const char* text);
 /// The text with newlines, CRs and tabs shown as \n, \r and \t, cut after
 /// `limit` characters (whole UTF-8 sequences) with "..." appended.
 std::string shortText(const std::string& text, size_t limit = 60);
+/// How shortText and JSON output write a newline, CR or tab (a backslash and
+/// n, r or t); null for any other character.
+const char* controlEscape(char c);
 /// True when `text` is not null and holds only spaces, tabs, newlines and CRs.
 bool isWhitespace(const char* text);
 /// "node", "string", "entity" or "pi"; "?" for anything else.

@@ -26,17 +26,10 @@ std::string jsonString(const std::string& text) {
       case '\\':
         out += "\\\\";
         break;
-      case '\n':
-        out += "\\n";
-        break;
-      case '\r':
-        out += "\\r";
-        break;
-      case '\t':
-        out += "\\t";
-        break;
       default:
-        if (byte < 0x20) {
+        if (controlEscape(c) != nullptr) {
+          out += controlEscape(c);
+        } else if (byte < 0x20) {
           char escape[8];
           snprintf(escape, sizeof escape, "\\u%04x", byte);
           out += escape;
@@ -98,32 +91,8 @@ std::string jsonValue(const QmdbXPath::Value& value) {
 bool writeXml(Qmdb& db, const QmdbXPath::Node& node, std::string& error) {
   std::cout.flush();
   if (node.attribute != 0) {
-    std::string out = QmdbXPath::name(db, node) + "=\"";
-    for (char c : QmdbXPath::stringValue(db, node)) {
-      switch (c) {
-        case '&':
-          out += "&amp;";
-          break;
-        case '<':
-          out += "&lt;";
-          break;
-        case '"':
-          out += "&quot;";
-          break;
-        case '\t':
-          out += "&#9;";
-          break;
-        case '\n':
-          out += "&#10;";
-          break;
-        case '\r':
-          out += "&#13;";
-          break;
-        default:
-          out += c;
-      }
-    }
-    std::cout << out << "\"\n";
+    std::cout << QmdbXPath::name(db, node) << "=\""
+              << QmdbXml::escape(QmdbXPath::stringValue(db, node), true) << "\"\n";
     return true;
   }
   QmdbXml::SaveOptions options;
