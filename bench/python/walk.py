@@ -6,10 +6,9 @@
 Measures, each in a fresh process (best of REPEAT, default 3): qmdb loading
 the document into a database file and walking every object of it (names,
 attribute values and texts read into Python); opening a database loaded before
-and walking it; and ElementTree parsing the document and walking every element
-the same way. The
-peak RSS is the measuring process's own high-water mark (VmHWM). The document
-of the peer benchmarks is made with `qmdb_bench generate 10 f10.xml`.
+and walking it; and ElementTree parsing the document and walking every element the same way.
+The peak RSS is the measuring process's own high-water mark (VmHWM). The
+document of the peer benchmarks is made with `qmdb_bench generate 10 f10.xml`.
 """
 
 import json
@@ -116,6 +115,7 @@ def main():
     print(f"{'':24} {'time':>8} {'peak RSS':>10}  nodes, attributes, characters")
     for name, r in rows:
         print(f"{name:24} {r['seconds']:7.2f}s {r['rss']:8.1f}MB  {tuple(r['counts'])}")
+
 
 if __name__ == "__main__":
     main()

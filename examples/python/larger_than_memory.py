@@ -26,7 +26,6 @@ xml_path = os.path.join(folder, "large.xml")
 db_path = os.path.join(folder, "large.qmb")
 
 
-
 def mapped_mb():
     with open("/proc/self/status") as status:
         for line in status:
