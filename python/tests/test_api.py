@@ -10,30 +10,15 @@ import qmdb
 STUB = os.path.join(os.path.dirname(qmdb.__file__), "__init__.pyi")
 
 
-def runtime_parameters(function):
-    """Parameter names without self: '*' marks keyword-only ones, '**' a catch-all."""
-    try:
-        signature = inspect.signature(function)
-    except ValueError:  # native: pybind11 writes the signature as the first doc line
-        line = function.__doc__.splitlines()[0]
-        inner, depth, names, current = line[line.index("(") + 1:line.rindex(")")], 0, [], ""
-        for c in inner + ",":  # split at commas outside brackets
-            depth += c in "[(" and 1 or c in "])" and -1 or 0
-            if c == "," and depth == 0:
-                names.append(current.split(":")[0].split("=")[0].strip())
-                current = ""
-            else:
-                current += c
-    else:
-        names = [("**" if p.kind == p.VAR_KEYWORD else "") + p.name
-                 for p in signature.parameters.values()]
-        keyword_only = [p.kind == p.KEYWORD_ONLY for p in signature.parameters.values()]
-        if True in keyword_only:
-            names.insert(keyword_only.index(True), "*")
-    return ["**" if n.startswith("**") else n for n in names if n and n != "self"]
-
-
-def stub_parameters(function):
+def parameters(function):
+    """Parameter names without self: '*' marks keyword-only ones, '**' a catch-all. Of
+    a stub's def, or of a function, whose signature is parsed as a def as well."""
+    if not isinstance(function, ast.FunctionDef):
+        try:
+            text = function.__name__ + str(inspect.signature(function))
+        except ValueError:  # native: pybind11 writes the signature as the first doc line
+            text = function.__doc__.splitlines()[0]
+        function = ast.parse(f"def {text}: ...").body[0]
     args = function.args
     names = [a.arg for a in args.posonlyargs + args.args]
     names += ["*"] + [a.arg for a in args.kwonlyargs] if args.kwonlyargs else []
@@ -71,7 +56,7 @@ def test_stub_matches_the_module():
     top.update((n.target.id, n) for n in tree.body if isinstance(n, ast.AnnAssign))
     assert public(top) == set(qmdb.__all__) | {"api_version"}
     for name in ("open", "memory", "load_xml"):
-        assert same_parameters(stub_parameters(top[name]), runtime_parameters(getattr(qmdb, name))), \
+        assert same_parameters(parameters(top[name]), parameters(getattr(qmdb, name))), \
             name
     checked, classes = 0, {}
     for node in (n for n in tree.body if isinstance(n, ast.ClassDef)):
@@ -88,8 +73,8 @@ def test_stub_matches_the_module():
             if isinstance(member, ast.FunctionDef) and callable(inspect.getattr_static(
                     cls, name, None)) and public([name]) and not any(
                         getattr(d, "id", None) == "property" for d in member.decorator_list):
-                assert same_parameters(stub_parameters(member),
-                                       runtime_parameters(getattr(cls, name))), f"{node.name}.{name}"
+                assert same_parameters(parameters(member), parameters(getattr(cls, name))), \
+                    f"{node.name}.{name}"
                 checked += 1
     assert checked > 30
 
