@@ -9,12 +9,11 @@ import qmdb
 
 
 def test_exception_hierarchy_and_codes(tmp_path):
-    assert all(issubclass(c, qmdb.Error) for c in (qmdb.LockedError, qmdb.ClosedError,
-                                                   qmdb.NoObjectError, qmdb.XmlError, qmdb.XPathError))
+    assert all(issubclass(c, qmdb.Error) for c in (
+        qmdb.LockedError, qmdb.ClosedError, qmdb.NoObjectError, qmdb.XmlError, qmdb.XPathError))
     with pytest.raises(qmdb.Error) as caught:
         qmdb.open(tmp_path / "missing.qmb", "r")
-    assert caught.value.code == "NOFILEOPEN"
-    assert "missing.qmb" in caught.value.message
+    assert caught.value.code == "NOFILEOPEN" and "missing.qmb" in caught.value.message
     bad = tmp_path / "bad.qmb"
     bad.write_bytes(b"not a database at all" * 10)
     with pytest.raises(qmdb.Error) as caught:
@@ -35,7 +34,7 @@ def test_refusals_raise(db):
         text.append("x")  # texts have no children
     with pytest.raises(qmdb.Error):
         text.gid = "x"  # nor an id
-    entity = top.append_entity("e", "v")
+    top.append_entity("e", "v")
     with pytest.raises(qmdb.Error):
         top.append_entity("e", type=0)
 
