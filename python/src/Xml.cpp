@@ -124,27 +124,38 @@ py::list finish(const QmdbXml::Result& result) {
   return warnings;
 }
 
+// Runs `onPath` for a path (str) or `onStream` over a Python file object, both
+// without the GIL; a Python exception the file object raised is raised again
+// once the library is done with the stream.
+template <class Buffer, class Stream, class OnPath, class OnStream>
+QmdbXml::Result through(const py::object& where, OnPath onPath, OnStream onStream) {
+  if (py::isinstance<py::str>(where)) {
+    std::string path = where.cast<std::string>();
+    cstr(path);  // a NUL would cut the name short
+    py::gil_scoped_release release;
+    return onPath(path);
+  }
+  Buffer buffer(where);
+  Stream stream(&buffer);
+  QmdbXml::Result result;
+  {
+    py::gil_scoped_release release;
+    result = onStream(stream);
+  }
+  buffer.raisePending();
+  return result;
+}
+
 py::list load(const Object& parent, const py::object& source, const std::string& name,
               const py::dict& options) {
   QmdbXml::LoadOptions o = loadOptions(options);
   Locked lock(*parent.session);
   Qmdb& db = live(parent);
   if (db.objectType(parent.handle) != QmdbNode) fail("XML is loaded under a node");
-  QmdbXml::Result result;
-  if (py::isinstance<py::str>(source)) {
-    std::string path = source.cast<std::string>();
-    cstr(path);  // a NUL would cut the name short
-    py::gil_scoped_release release;
-    result = QmdbXml::loadFile(db, path, o, parent.handle);
-  } else {
-    PythonReader reader(source);
-    std::istream in(&reader);
-    {
-      py::gil_scoped_release release;
-      result = QmdbXml::loadStream(db, in, name, o, parent.handle);
-    }
-    reader.raisePending();
-  }
+  QmdbXml::Result result = through<PythonReader, std::istream>(
+      source,
+      [&](const std::string& path) { return QmdbXml::loadFile(db, path, o, parent.handle); },
+      [&](std::istream& in) { return QmdbXml::loadStream(db, in, name, o, parent.handle); });
   parent.session->edited();
   return finish(result);
 }
@@ -156,22 +167,13 @@ py::list save(const Object& node, const py::object& target, const std::string& e
   o.declaration = declaration;
   Locked lock(*node.session);
   Qmdb& db = live(node);
-  QmdbXml::Result result;
-  if (py::isinstance<py::str>(target)) {
-    std::string path = target.cast<std::string>();
-    cstr(path);  // a NUL would cut the name short
-    py::gil_scoped_release release;
-    result = QmdbXml::saveFile(db, path, o, node.handle);
-  } else {
-    PythonWriter writer(target);
-    std::ostream out(&writer);
-    {
-      py::gil_scoped_release release;
-      result = QmdbXml::saveStream(db, out, o, node.handle);
-      out.flush();
-    }
-    writer.raisePending();
-  }
+  QmdbXml::Result result = through<PythonWriter, std::ostream>(
+      target, [&](const std::string& path) { return QmdbXml::saveFile(db, path, o, node.handle); },
+      [&](std::ostream& out) {
+        QmdbXml::Result r = QmdbXml::saveStream(db, out, o, node.handle);
+        out.flush();
+        return r;
+      });
   return finish(result);
 }
 

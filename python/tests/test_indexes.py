@@ -66,16 +66,13 @@ def test_several_entries_and_keys_from_objects(db, species):
 
 def test_pull(db, species):
     idx = db.indexes["id"]
-    assert idx.pull("s12") == [species["s12"]]
-    assert "s12" not in idx
-    assert ids(idx.pull("s2", "t")) == ["s2", "sa", "t1"]
-    assert list(idx) == ["s1", "s10"]
+    assert idx.pull("s12") == [species["s12"]] and "s12" not in idx
+    assert ids(idx.pull("s2", "t")) == ["s2", "sa", "t1"] and list(idx) == ["s1", "s10"]
     del idx["s1"]
     assert list(idx) == ["s10"]
     with pytest.raises(KeyError):
         del idx["s1"]
-    # pulled objects stay in the document
-    assert len(db.find("list/species")) == 6
+    assert len(db.find("list/species")) == 6  # pulled objects stay in the document
 
 
 def test_entries_of_another_database(db, species):
@@ -83,10 +80,8 @@ def test_entries_of_another_database(db, species):
         foreign = other.root.append("species")
         foreign.attrs["id"] = "far"
         db.indexes["id"].add(foreign, "far")
-        assert db.indexes["id"]["far"] == [foreign]
-        assert db.indexes["id"]["far"][0].db == other
-    # entries of a closed database are skipped
-    assert "far" not in db.indexes["id"]
+        assert db.indexes["id"]["far"] == [foreign] and db.indexes["id"]["far"][0].db == other
+    assert "far" not in db.indexes["id"]  # entries of a closed database are skipped
 
 
 def test_indexes_persist(tmp_path):

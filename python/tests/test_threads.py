@@ -15,41 +15,31 @@ ITEMS = 100_000
 class Bystander:
     """A thread that records a mark each time it gets to run after being poked.
 
-    The interpreter's switch interval is set far beyond the test's length, so the
-    only way for this thread to run while the main thread is inside an operation
-    is for the operation to give up the GIL. Without that, no number of repeats
-    lets it in.
+    The switch interval is set far beyond the test's length, so this thread runs
+    while the main thread is inside an operation only if the operation gives up
+    the GIL; without that, no number of repeats lets it in.
     """
 
     def __init__(self):
-        self.poke = threading.Event()
-        self.marks = []
-        self.stopping = False
+        self.poke, self.marks, self.stopping = threading.Event(), [], False
         self.thread = threading.Thread(target=self._run)
 
     def _run(self):
-        while True:
-            self.poke.wait()
+        while self.poke.wait() and not self.stopping:
             self.poke.clear()
-            if self.stopping:
-                return
             self.marks.append(1)
 
-    def ran_during(self, operation, tries=None) -> bool:
-        """Repeats `operation` until the thread got to run (True), for `tries` calls at
-        most and for two seconds at most: on a busy machine the thread may be woken
-        only after a short call is over."""
+    def ran_during(self, operation, tries=10**9) -> bool:
+        """Repeats `operation` until the thread got to run, for `tries` calls and two
+        seconds at most: on a busy machine it may be woken after a short call is over."""
         self.marks.clear()
         self.poke.set()
         deadline = time.monotonic() + 2
-        while tries is None or tries > 0:
+        for _ in range(tries):
             operation()
-            if self.marks:
-                return True
-            if time.monotonic() > deadline:
-                return False
-            tries = None if tries is None else tries - 1
-        return False
+            if self.marks or time.monotonic() > deadline:
+                break
+        return bool(self.marks)
 
     def __enter__(self):
         self.interval = sys.getswitchinterval()
@@ -83,13 +73,13 @@ def test_long_operations_let_other_threads_run(big):
     keep = db.root.append("keep")
     # Dropping and closing are quick on small things: give each try a big one.
     doomed = [doc.copy(keep) for _ in range(5)]
-    unsaved = []
+    unsaved, sink = [], qmdb.memory()  # opening lets threads run too: done beforehand
     for i in range(5):
         other = qmdb.open(folder / f"other{i}.qmb", "w")
         doc.copy(other.root)
         unsaved.append(other)
     operations = {
-        "load_xml": lambda: qmdb.load_xml(folder / "big.xml").close(),
+        "load_xml": lambda: sink.load_xml(folder / "big.xml"),
         "write_xml": lambda: db.write_xml(folder / "out.xml"),
         "save": lambda: (db.root.append("edit"), db.save()),
         "xpath": lambda: db.xpath("count(//a[@x='1'])"),
@@ -102,8 +92,9 @@ def test_long_operations_let_other_threads_run(big):
         "close": lambda: unsaved.pop().close(),
     }
     with Bystander() as bystander:
-        ran = {name: bystander.ran_during(op, 5 if name in ("drop", "close") else None)
+        ran = {name: bystander.ran_during(op, 5 if name in ("drop", "close") else 10**9)
                for name, op in operations.items()}
+    sink.close()
     assert ran == {name: True for name in operations}
     # Without a GIL-releasing operation the bystander stays out: the check can fail.
     with Bystander() as bystander:

@@ -24,7 +24,6 @@ PATHS = [
     (".//book", "/*//book"),
     (".//*", "/*//*"),
     ("*/book", "/*/*/book"),
-    (".//book[@lang]", "/*//book[@lang]"),
     (".//book[@lang='en']", "/*//book[@lang='en']"),
     (".//book[year]", "/*//book[year]"),
     (".//book[title='Two']", "/*//book[title='Two']"),
@@ -33,26 +32,11 @@ PATHS = [
     (".//a[1]", "/*//a[1]"),
     (".//a[last()]", "/*//a[last()]"),
     (".//item[2]", "/*//item[2]"),
-    ("*/*", "/*/*/*"),
     (".//c/a", "/*//c/a"),
     (".//group/item[@kind]", "/*//group/item[@kind]"),
     ("./shelf/book/title", "/*/shelf/book/title"),
     (".", "/*"),
 ]
-
-
-def build(parent, element):
-    """Copies an ElementTree element below `parent` as qmdb objects."""
-    node = parent.append(element.tag)
-    for name, value in element.attrib.items():
-        node.attrs[name] = value
-    if element.text:
-        node.append_text(element.text)
-    for child in element:
-        build(node, child)
-        if child.tail:
-            node.append_text(child.tail)
-    return node
 
 
 def place_in_etree(root):
@@ -72,22 +56,11 @@ def place_in_qmdb(node):
     return tuple(reversed(place))
 
 
-def loaded(source):
-    return qmdb.load_xml(io.BytesIO(source))
-
-
-def built(source):
-    db = qmdb.memory()
-    build(db.root, ET.fromstring(source))
-    return db
-
-
-@pytest.mark.parametrize("make", [loaded, built])
 @pytest.mark.parametrize("source", DOCUMENTS)
-def test_agrees_with_elementtree(source, make):
+def test_agrees_with_elementtree(source):
     root = ET.fromstring(source)
     places = place_in_etree(root)
-    with make(source) as db:
+    with qmdb.load_xml(io.BytesIO(source)) as db:
         compared = 0
         for etree_path, xpath in PATHS:
             # ElementTree gives its results grouped by context, XPath in document
