@@ -40,7 +40,8 @@ int main(int argc, char** argv) {
   snprintf(out_path, sizeof out_path, "%s/out.xml", argv[1]);
   file = fopen(path, "wb");
   if (file == NULL) return 1;
-  fputs("<!DOCTYPE r [<!ENTITY e \"\xc3\xa9t\xc3\xa9\">]><r a='1'>&e; \xe2\x82\xac</r>", file);
+  fputs("<!DOCTYPE r [<!ENTITY e \"\xc3\xa9t\xc3\xa9\">]><r a='1'>&e; \xe2\x82\xac<!--c--></r>",
+        file);
   fclose(file);
 
   QmdbXml_loadDefaults(&load);
@@ -49,6 +50,7 @@ int main(int argc, char** argv) {
   CHECK(save.encoding == NULL && save.declaration == 1);
 
   db = Qmdb_new(db_path, QmdbFileWrite, 0, 0);
+  load.comments = 0; /* the comment is dropped, so the output below has none */
   CHECK(QmdbXml_load(db, path, &load, 1, message, sizeof message) == 1);
   CHECK(strcmp(message, "") == 0);
   root = Qmdb_last(db, 1);
@@ -69,6 +71,8 @@ int main(int argc, char** argv) {
 
   CHECK(QmdbXml_load(db, "/no/such/file.xml", NULL, 1, message, sizeof message) == 0);
   CHECK(strcmp(message, "/no/such/file.xml:0:0: No such file or directory") == 0);
+  CHECK(QmdbXml_load(db, "/no/such/file.xml", NULL, 1, message, 9) == 0);
+  CHECK(strcmp(message, "/no/such") == 0); /* cut to the buffer, terminated */
   save.encoding = "NO-SUCH-ENCODING";
   CHECK(QmdbXml_save(db, out_path, &save, 1, NULL, 0) == 0);
   Qmdb_delete(db);

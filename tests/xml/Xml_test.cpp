@@ -3,7 +3,6 @@
 // saved again; the canonical forms (xmllint --c14n, with and without --noent)
 // of input and output must agree, and the objects made must be the expected ones.
 #include <Qmdb/QmdbXml>
-#include <Qmdb/qmdbxml.h>
 
 #include <gtest/gtest.h>
 
@@ -455,27 +454,6 @@ TEST_F(XmlTest, LargeExternalEntitiesAreLoadedInPlace) {
   std::string out = dir.file("large.out.xml");
   ASSERT_TRUE(QmdbXml::saveFile(db, out).ok);
   EXPECT_EQ(canonical(out, true), canonical(dir.file("large.xml"), true));
-}
-
-TEST_F(XmlTest, FlatInterface) {
-  Qmdb db(dir.file("c.qmb").c_str(), QmdbFileWrite);
-  QmdbXmlLoadOptions load;
-  QmdbXml_loadDefaults(&load);
-  EXPECT_EQ(load.comments, 1);
-  load.comments = 0;
-  char message[64];
-  ASSERT_EQ(QmdbXml_load(&db, (kData + "/subset.xml").c_str(), &load, 1, message, sizeof message),
-            1);
-  EXPECT_STREQ(message, "");
-  EXPECT_EQ(render(db, 1).find("#comment"), std::string::npos);
-  QmdbXmlSaveOptions save;
-  QmdbXml_saveDefaults(&save);
-  save.encoding = "ISO-8859-1";
-  std::string path = dir.file("c.xml");
-  ASSERT_EQ(QmdbXml_save(&db, path.c_str(), &save, 1, nullptr, 0), 1);
-  EXPECT_EQ(slurp(path).substr(0, 43), "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>");
-  EXPECT_EQ(QmdbXml_load(&db, "/nonexistent.xml", nullptr, 1, message, 12), 0);
-  EXPECT_STREQ(message, "/nonexisten");
 }
 
 }  // namespace

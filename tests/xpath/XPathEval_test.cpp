@@ -1,5 +1,8 @@
-// Location paths, axes, node tests, predicates, operators, variables, errors,
-// index use and the C function, on small documents with known answers.
+// Location paths, node tests, predicates, operators, variables, errors, index
+// use and the C function, on small documents with known answers. Every axis
+// from element contexts is compared with libxml2 in XPathReference_test; the
+// axis cases here are the ones it does not reach: attribute contexts, the
+// root, namespace declarations and the nodes above the document element.
 #include <gtest/gtest.h>
 
 #include <Qmdb/QmdbXPath>
@@ -21,31 +24,16 @@ class XPathEval : public ::testing::Test {
   Qmdb db_;
 };
 
-TEST_F(XPathEval, EveryAxisInDocumentOrder) {
-  expectAll(db_, {{"/r/a", "a a"},
-                  {"/r/a[1]/node()", "'t1' b c 't3' ?pi !note"},
-                  {"/r/a[1]/text()", "'t1' 't3'"},
-                  {"//b/@id", "@id=2 @id=4 @id=5"},
+TEST_F(XPathEval, AxesFromAttributesAndTheRoot) {
+  expectAll(db_, {{"/r/a[1]/node()", "'t1' b c 't3' ?pi !note"},
                   {"/r/a[1]/@*", "@id=1 @x=u"},
                   {"/r/@*", ""},  // a namespace declaration is no attribute
-                  {"//a[1]/descendant::node()", "'t1' b 't2' c 't3' ?pi !note"},
-                  {"//a[2]/descendant-or-self::*/@id", "@id=3 @id=4 @id=5"},
-                  {"//b[@id='2']/parent::a/@x", "@x=u"},
                   {"//@x/..", "a"},
-                  {"//b[@id='5']/ancestor::*", "r a b"},
-                  {"//b[@id='5']/ancestor::*[1]/@id", "@id=4"},
-                  {"//b[@id='5']/ancestor-or-self::b/@id", "@id=4 @id=5"},
                   {"//b[@id='5']/ancestor::node()", "/ r a b"},
-                  {"//c/preceding-sibling::node()", "'t1' b"},
-                  {"//c/preceding-sibling::node()[1]", "b"},
-                  {"//c/following-sibling::node()", "'t3' ?pi !note"},
-                  {"//c/following::*", "a b b p:q"},
                   {"//c/following::node()", "'t3' ?pi !note a b b 'deep' p:q"},
                   {"//b[@id='4']/preceding::node()", "!top a 't1' b 't2' c 't3' ?pi !note"},
-                  {"//b[@id='4']/preceding::node()[last()]", "!top"},
                   {"/r/a[1]/@id/following::b/@id", "@id=2 @id=4 @id=5"},
                   {"/r/a[1]/@id/preceding::node()", "!top"},
-                  {"//c/self::b", ""},
                   {"//c/namespace::*", ""},
                   {"/", "/"},
                   {"/..", ""},
@@ -74,13 +62,8 @@ TEST_F(XPathEval, NodeTestsAndNames) {
 }
 
 TEST_F(XPathEval, PredicatesPositionsAndFilters) {
-  expectAll(db_, {{"(//b)[1]/@id", "@id=2"},
-                  {"(//b)[last()]/@id", "@id=5"},
-                  {"//b[last()]/@id", "@id=2 @id=4 @id=5"},
-                  {"//b[1]/@id", "@id=2 @id=4 @id=5"},
-                  {"//a[2]//b[1]/@id", "@id=4 @id=5"},
+  expectAll(db_, {{"//a[2]//b[1]/@id", "@id=4 @id=5"},
                   {"//a[b/b]/@id", "@id=3"},
-                  {"//a[1]/node()[position() > 2]", "c 't3' ?pi !note"},
                   {"//a[1]/node()[position() = last() - 1]", "?pi"},
                   {"//a[1]/node()[self::b or self::c][2]", "c"},
                   {"//a[1]/node()[2][self::b]", "b"},
@@ -89,11 +72,6 @@ TEST_F(XPathEval, PredicatesPositionsAndFilters) {
                   {"//b[@id='2'] | //b[@id='2']", "b"},
                   {"//c | //a", "a c a"},
                   {"(//c | //a)[2]", "c"},
-                  {"//b/ancestor::a/@id", "@id=1 @id=3"},
-                  {"//b/parent::*/@id", "@id=1 @id=3 @id=4"},
-                  {"//b/following-sibling::*", "c"},
-                  {"//b/preceding::b/@id", "@id=2"},
-                  {"//b/following::node()[1]", "c p:q"},
                   {"//*/*", "a b c a b b p:q"}});
 }
 
