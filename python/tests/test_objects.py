@@ -45,7 +45,7 @@ def test_walks_and_navigation(db, book):
     assert [o.gid for o in c2] == ["p", None, "p", None]
 
 
-def test_attrs_mapping(db, book):
+def test_attrs_names_and_values(db, book):
     attrs = book.attrs
     attrs["b"] = "2"
     attrs["a"] = "1"
@@ -64,9 +64,6 @@ def test_attrs_mapping(db, book):
     pi = book.append_pi("t", "d")
     pi.attrs["k"] = "v"
     assert dict(pi.attrs) == {"k": "v"}
-
-
-def test_setting_texts(db, book):
     title = next(book.children)
     text = next(title.children)
     title.gid = "heading"
@@ -168,15 +165,13 @@ def test_walk_while_editing(db, book):
     assert seen == ["title", "Notes", "chapter", "p", "one", "added", "new", "chapter", "p",
                     "two", "p", "three"]
     walk = iter(book)
-    title = next(walk)
-    title.drop()
+    next(walk).drop()
     with pytest.raises(qmdb.NoObjectError):
         next(walk)
     # Removing (not dropping) the current object is allowed: the walk goes on
     # from where it now is, a detached subtree, and ends there.
     walk = iter(book)
-    chapter = next(walk)
-    chapter.remove()
+    next(walk).remove()
     assert [o.gid or o.value for o in walk] == ["p", "one", "added", "new"]
 
 
