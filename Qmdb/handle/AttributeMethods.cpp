@@ -19,8 +19,9 @@ namespace attributeRecord = qmdb::edits::attributeRecord;
 
 namespace {
 
-// The body record of an object that can carry attributes; 0 otherwise.
-long carrierBody(Qmdb& db, store::Store& s, long object) {
+// The body record of an object that can carry attributes; 0 otherwise. In
+// line: every walk that reads attributes asks it once per node.
+[[gnu::always_inline]] inline long carrierBody(Qmdb& db, store::Store& s, long object) {
   long o = objects::handleOf(object);
   if (o == objects::kRoot) return 0;
   if (o == 0) return 0;
@@ -61,11 +62,11 @@ long Qmdb::attribute(long object, const char* name, QmdbAttributeType type, Qmdb
   if (s == nullptr) return 0;
   long own = carrierBody(*const_cast<Qmdb*>(this), *s, object);
   if (own == 0) return 0;
+  long list = objects::body::attributes(*s, own);
+  if (list == 0) return 0;
   static thread_local qmdb::handle::HoldingSlot held;
   const char* sought;
   if (!textIn(mp_Encoding, name, held, sought)) return 0;
-  long list = objects::body::attributes(*s, own);
-  if (list == 0) return 0;
   long steps = edits::attributeWalkLimit(*s);
   for (long a = edits::attributeList::first(*s, list);
        a != 0 && a != attributeRecord::kFreeMarker && steps-- > 0;

@@ -27,7 +27,8 @@ bool hasName(QmdbObjectType kind) {
 // The heap address of the text of one property of `o`, or 0.
 enum class Property { kId, kValue, kNotation };
 
-long propertyText(Qmdb& db, store::Store& s, long o, Property property) {
+[[gnu::always_inline]] inline long propertyText(Qmdb& db, store::Store& s, long o,
+                                                Property property) {
   long h = qmdb::objects::handleOf(o);
   if (h == 0 || h == objects::kRoot) return 0;
   long own = 0;

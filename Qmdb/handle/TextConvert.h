@@ -4,7 +4,8 @@
 // own (HoldingString.h), so a converted result stays valid until the next
 // call of the same method in the same thread. With a transparent stack
 // nothing is copied: arguments pass as they are and results point into the
-// page frame that holds the text. A conversion that runs out of memory is a
+// page frame that holds the text; that test is in line and the conversion is
+// not, so that the getters every walk calls stay small. A conversion that runs out of memory is a
 // failure of the method, never an exception.
 #ifndef QMDB_HANDLE_TEXTCONVERT_H
 #define QMDB_HANDLE_TEXTCONVERT_H
@@ -14,6 +15,15 @@
 
 namespace qmdb::handle {
 
+/// The slow part of textIn(): converts `text` into the slot's string and
+/// sets `out` to it. False when memory ran out.
+bool textInConverted(const QmCEncoding& encoding, const char* text, HoldingSlot& slot,
+                     const char*& out);
+
+/// The slow part of textOut(): `stored` converted into the slot's string;
+/// null when memory ran out (which also sets conversionRanOut()).
+char* textOutConverted(const QmCEncoding& encoding, const char* stored, HoldingSlot& slot);
+
 /// Sets `out` to the argument in the internal form: `text` itself, or its
 /// conversion kept in the slot's string. False when memory ran out.
 inline bool textIn(const QmCEncoding* encoding, const char* text, HoldingSlot& slot,
@@ -22,12 +32,7 @@ inline bool textIn(const QmCEncoding* encoding, const char* text, HoldingSlot& s
     out = text;
     return true;
   }
-  QmTString* holder = holdingString(slot);
-  if (holder == nullptr) return false;
-  *holder = encoding->Decoder()(text, -1);
-  if (holder->Failed()) return false;
-  out = holder->Data();
-  return true;
+  return textInConverted(*encoding, text, slot, out);
 }
 
 /// A result in the caller's coding: `stored` itself, or its conversion kept
@@ -36,13 +41,7 @@ inline bool textIn(const QmCEncoding* encoding, const char* text, HoldingSlot& s
 inline char* textOut(const QmCEncoding* encoding, const char* stored, HoldingSlot& slot) {
   if (stored == nullptr) return nullptr;
   if (encoding == nullptr || encoding->IsTransparent()) return const_cast<char*>(stored);
-  QmTString* holder = holdingString(slot);
-  if (holder != nullptr) *holder = encoding->Encoder()(stored, -1);
-  if (holder == nullptr || holder->Failed()) {
-    conversionRanOut() = true;
-    return nullptr;
-  }
-  return const_cast<char*>(holder->Data());
+  return textOutConverted(*encoding, stored, slot);
 }
 
 }  // namespace qmdb::handle

@@ -20,23 +20,7 @@ long writeHeapString(Store& store, const char* text, size_t length) {
   return address;
 }
 
-const char* readHeapString(Store& store, long address) {
-  if (address <= 0 || address >= store.heapTop) return nullptr;
-  const uint8_t* p = resolve(store, address);
-  if (p == nullptr) return nullptr;
-  // The head frame holds the address's page now: the zero is sought in the
-  // rest of that page below the heap top.
-  long available = store.head->base + store.pageSize - address;
-  if (available > store.heapTop - address) available = store.heapTop - address;
-  // Most names and many values end within their first eight bytes: one word
-  // tells (a zero byte in it is what the classic bit trick finds).
-  if (available >= 8) {
-    uint64_t word;
-    memcpy(&word, p, sizeof word);
-    if (((word - 0x0101010101010101ULL) & ~word & 0x8080808080808080ULL) != 0) {
-      return reinterpret_cast<const char*>(p);
-    }
-  }
+const char* findHeapStringEnd(const uint8_t* p, long available) {
   if (memchr(p, 0, static_cast<size_t>(available)) == nullptr) return nullptr;
   return reinterpret_cast<const char*>(p);
 }
