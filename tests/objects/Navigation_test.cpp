@@ -1,5 +1,4 @@
-// Walking trees: both traversal modes, the derived queries, and a large tree
-// walked through a cache of two small pages and again after a reopen.
+// Walking trees both ways, the derived queries, and a large tree through two small frames.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -97,8 +96,7 @@ TEST(Navigation, DerivedQueriesCallTheVirtualOperations) {
   EXPECT_EQ(db.firstCalls, 2);
 }
 
-// Qmdb itself reads kinds from records; a class that overrides objectType
-// still decides what its getters, attribute lookups and child lists see.
+// An overridden objectType decides what getters, attribute lookups and child lists see.
 class HidingDb : public Qmdb {
  public:
   long hidden = 0;

@@ -9,11 +9,12 @@
 
 namespace {
 
-using qmdb::test::ScopedEnv;
-using qmdb::test::TempDir;
 using qmdb::test::readFile;
 using qmdb::test::renderChildren;
+using qmdb::test::ScopedEnv;
+using qmdb::test::TempDir;
 using qmdb::test::word;
+using qmdb::test::words;
 
 class ObjectsTest : public ::testing::Test {
  protected:
@@ -23,38 +24,24 @@ class ObjectsTest : public ::testing::Test {
 
 TEST_F(ObjectsTest, RecordsLieInTheFileByteForByte) {
   std::string name = tmp.file("layout.qmb");
-  long n = 0;
-  long s = 0;
   {
     Qmdb db(name.c_str(), QmdbFileWrite, 0, 4096);
-    n = db.addNode(1, "abc");
-    s = db.addString(n, "xy");
-    EXPECT_EQ(n, 60);
-    EXPECT_EQ(s, 108);
+    EXPECT_EQ(db.addNode(1, "abc"), 60);
+    EXPECT_EQ(db.addString(60, "xy"), 108);
     EXPECT_EQ(db.getSize(), 136);
   }
   std::vector<uint8_t> f = readFile(name);
   ASSERT_EQ(f.size(), 136u);
-  EXPECT_EQ(word(f, 8), 136);                         // heap top in the header
-  EXPECT_EQ(word(f, 40 + 8), 60);                     // root record: first child
-  EXPECT_EQ(word(f, 40 + 12), 60);                    //              last child
-  EXPECT_EQ(word(f, 40 + 16), 0);                     //              owner
-  EXPECT_EQ(word(f, 60 + 0), 0);                      // node: previous sibling
-  EXPECT_EQ(word(f, 60 + 4), 0);                      //       next sibling
-  EXPECT_EQ(word(f, 60 + 8), 40);                     //       parent content
-  EXPECT_EQ(word(f, 60 + 12), 0);                     //       link
-  EXPECT_EQ(word(f, 60 + 16), 84);                    //       body
-  EXPECT_EQ(f[60 + 20], 1);                           //       kind
-  EXPECT_EQ(word(f, 84 + 0), 104);                    // node record: gid
-  EXPECT_EQ(word(f, 84 + 4), 0);                      //              attributes
-  EXPECT_EQ(word(f, 84 + 8), 108);                    //              first child
-  EXPECT_EQ(word(f, 84 + 12), 108);                   //              last child
-  EXPECT_EQ(word(f, 84 + 16), 60);                    //              owner
-  EXPECT_EQ(std::string(f.begin() + 104, f.begin() + 108), std::string("abc\0", 4));
-  EXPECT_EQ(word(f, 108 + 8), 84);                    // string: parent content
-  EXPECT_EQ(word(f, 108 + 16), 132);                  //         body: its text
-  EXPECT_EQ(f[108 + 20], 2);                          //         kind
-  EXPECT_EQ(std::string(f.begin() + 132, f.begin() + 135), std::string("xy\0", 3));
+  const std::string nul(1, '\0');
+  EXPECT_EQ(word(f, 8), 136);                             // heap top in the header
+  EXPECT_EQ(words(f, 40 + 8, 3), "60 60 0");              // root: first, last child, owner
+  EXPECT_EQ(words(f, 60, 5), "0 0 40 0 84");              // node: previous, next, parent
+  EXPECT_EQ(f[60 + 20], 1);                               //   content, link, body; kind
+  EXPECT_EQ(words(f, 84, 5), "104 0 108 108 60");         // node record: gid, attributes,
+  EXPECT_EQ(std::string(&f[104], &f[108]), "abc" + nul);  //   first, last child, owner
+  EXPECT_EQ(words(f, 108 + 8, 3), "84 0 132");            // string: parent content, link,
+  EXPECT_EQ(f[108 + 20], 2);                              //   body (its text); kind
+  EXPECT_EQ(std::string(&f[132], &f[135]), "xy" + nul);
 }
 
 TEST_F(ObjectsTest, AddingAndInsertingPlaceObjectsOrRefuseBeforeMakingAnything) {
@@ -77,7 +64,7 @@ TEST_F(ObjectsTest, AddingAndInsertingPlaceObjectsOrRefuseBeforeMakingAnything) 
   long size = db.getSize();
   EXPECT_EQ(db.insertNode(p, qc, "x"), 0);  // qc is a child of another node
   EXPECT_EQ(db.insertNode(p, 1, "x"), 0);
-  EXPECT_EQ(db.addNode(c, "x"), 0);         // a string is no parent
+  EXPECT_EQ(db.addNode(c, "x"), 0);  // a string is no parent
   EXPECT_EQ(db.addNode(0, "x"), 0);
   EXPECT_EQ(db.string(nullptr), 0);
   EXPECT_EQ(db.entity("e", "v", QmdbNoEntityType), 0);
@@ -143,7 +130,10 @@ TEST_F(ObjectsTest, NamesAreSharedWithinOneOpening) {
 
 TEST_F(ObjectsTest, ReadOnlyAndFailedDatabasesRefuseEveryChange) {
   std::string name = tmp.file("ro.qmb");
-  { Qmdb db(name.c_str(), QmdbFileWrite); db.addNode(1, "a"); }
+  {
+    Qmdb db(name.c_str(), QmdbFileWrite);
+    db.addNode(1, "a");
+  }
   Qmdb db(name.c_str(), QmdbFileRead);
   long a = db.first(1);
   EXPECT_EQ(db.node("x"), 0);

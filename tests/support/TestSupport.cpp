@@ -17,7 +17,9 @@ namespace qmdb::test {
 
 std::string renderTree(::Qmdb& db, long object) {
   // Texts are copied at once: with a small cache the next call may reuse their frame.
-  auto copy = [](const char* text, const char* absent) { return std::string(text != nullptr ? text : absent); };
+  auto copy = [](const char* text, const char* absent) {
+    return std::string(text != nullptr ? text : absent);
+  };
   switch (db.objectType(object)) {
     case QmdbNode: {
       std::string out = copy(db.getId(object), "#");
@@ -51,7 +53,7 @@ std::string crashWithJournal(const std::string& name, const char* text, long pag
   db.flush(false);
   std::string saved = renderChildren(db, 1);
   for (int i = 0; i < 100; ++i) db.addString(top, "lost");  // overwrites saved pages
-  QmCFileFailAfter(1, true);  // the process dies before its next save
+  QmCFileFailAfter(1, true);                                // the process dies before its next save
   db.flush(false);
   QmCFileFailAfter(0);
   return saved;
@@ -79,15 +81,17 @@ void removeTree(const std::string& path) {
 
 TempDir::TempDir() {
   const char* base = getenv("TMPDIR");
-  std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") +
-                        "/qmdb_test_XXXXXX";
+  std::string pattern =
+      std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/qmdb_test_XXXXXX";
   std::vector<char> buffer(pattern.begin(), pattern.end());
   buffer.push_back('\0');
   if (mkdtemp(buffer.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
   path_ = buffer.data();
 }
 
-TempDir::~TempDir() { removeTree(path_); }
+TempDir::~TempDir() {
+  removeTree(path_);
+}
 
 std::vector<std::string> TempDir::list() const {
   std::vector<std::string> names;
@@ -154,6 +158,40 @@ ScopedEnv::~ScopedEnv() {
   } else {
     unsetenv(name_.c_str());
   }
+}
+
+std::string renderList(::Qmdb& db, QmdbList& list) {
+  std::string out;
+  for (long h = list.first(); h != 0; h = list.next()) {
+    if (!out.empty()) out += ",";
+    out += db.objectType(h) == QmdbString ? "'" + std::string(db.getValue(h)) + "'"
+                                          : std::string(db.getId(h) != nullptr ? db.getId(h) : "#");
+  }
+  return out;
+}
+
+std::vector<long> handles(QmdbList& list) {
+  std::vector<long> out;
+  for (long h = list.first(); h != 0; h = list.next()) out.push_back(h);
+  return out;
+}
+
+std::string renderAttributes(::Qmdb& db, long object) {
+  auto text = [](const char* t) { return std::string(t != nullptr ? t : "-"); };
+  std::string out;
+  for (long a = db.attribute(object, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
+       a != 0; a = db.nextAttribute(a)) {
+    out += (out.empty() ? "" : ",") + text(db.attrName(a));
+    out += "=" + text(db.attrValue(a)) + ":" + std::to_string(db.attrType(a)) + "." +
+           std::to_string(db.attrClass(a));
+  }
+  return out;
+}
+
+std::string words(const std::vector<uint8_t>& bytes, size_t offset, int count) {
+  std::string out = std::to_string(word(bytes, offset));
+  while (--count > 0) out += " " + std::to_string(word(bytes, offset += 4));
+  return out;
 }
 
 }  // namespace qmdb::test

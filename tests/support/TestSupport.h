@@ -8,6 +8,7 @@
 #include <vector>
 
 class Qmdb;
+class QmdbList;
 
 namespace qmdb::test {
 
@@ -64,6 +65,17 @@ class ScopedEnv {
   std::string old_;
   bool hadOld_;
 };
+
+/// The entries of a result list, comma-separated: an object by its id ("#"
+/// without one), a string as 'text'.
+std::string renderList(::Qmdb& db, QmdbList& list);
+/// The handles of a result list, in order.
+std::vector<long> handles(QmdbList& list);
+/// The attributes of an object as "name=value:type.class,..." ("-" for a
+/// missing name or value).
+std::string renderAttributes(::Qmdb& db, long object);
+/// `count` little-endian 32-bit words of `bytes` from `offset` on, space-separated.
+std::string words(const std::vector<uint8_t>& bytes, size_t offset, int count);
 
 }  // namespace qmdb::test
 
