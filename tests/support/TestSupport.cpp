@@ -17,9 +17,7 @@ namespace qmdb::test {
 
 std::string renderTree(::Qmdb& db, long object) {
   // Texts are copied at once: with a small cache the next call may reuse their frame.
-  auto copy = [](const char* text, const char* absent) {
-    return std::string(text != nullptr ? text : absent);
-  };
+  auto copy = [](const char* text, const char* absent) { return std::string(text != nullptr ? text : absent); };
   switch (db.objectType(object)) {
     case QmdbNode: {
       std::string out = copy(db.getId(object), "#");
@@ -53,7 +51,7 @@ std::string crashWithJournal(const std::string& name, const char* text, long pag
   db.flush(false);
   std::string saved = renderChildren(db, 1);
   for (int i = 0; i < 100; ++i) db.addString(top, "lost");  // overwrites saved pages
-  QmCFileFailAfter(1, true);                                // the process dies before its next save
+  QmCFileFailAfter(1, true);  // the process dies before its next save
   db.flush(false);
   QmCFileFailAfter(0);
   return saved;
@@ -81,17 +79,15 @@ void removeTree(const std::string& path) {
 
 TempDir::TempDir() {
   const char* base = getenv("TMPDIR");
-  std::string pattern =
-      std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/qmdb_test_XXXXXX";
+  std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") +
+                        "/qmdb_test_XXXXXX";
   std::vector<char> buffer(pattern.begin(), pattern.end());
   buffer.push_back('\0');
   if (mkdtemp(buffer.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
   path_ = buffer.data();
 }
 
-TempDir::~TempDir() {
-  removeTree(path_);
-}
+TempDir::~TempDir() { removeTree(path_); }
 
 std::vector<std::string> TempDir::list() const {
   std::vector<std::string> names;
@@ -163,9 +159,10 @@ ScopedEnv::~ScopedEnv() {
 std::string renderList(::Qmdb& db, QmdbList& list) {
   std::string out;
   for (long h = list.first(); h != 0; h = list.next()) {
-    if (!out.empty()) out += ",";
-    out += db.objectType(h) == QmdbString ? "'" + std::string(db.getValue(h)) + "'"
-                                          : std::string(db.getId(h) != nullptr ? db.getId(h) : "#");
+    bool string = db.objectType(h) == QmdbString;
+    const char* text = string ? db.getValue(h) : db.getId(h);
+    std::string copy = text != nullptr ? text : "#";  // before the next call reuses the frame
+    out += (out.empty() ? "" : ",") + (string ? "'" + copy + "'" : copy);
   }
   return out;
 }

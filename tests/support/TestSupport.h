@@ -8,7 +8,6 @@
 #include <vector>
 
 class Qmdb;
-class QmdbList;
 
 namespace qmdb::test {
 
@@ -65,6 +64,12 @@ class ScopedEnv {
   std::string old_;
   bool hadOld_;
 };
+
+}  // namespace qmdb::test
+
+class QmdbList;
+
+namespace qmdb::test {
 
 /// The entries of a result list, comma-separated: an object by its id ("#"
 /// without one), a string as 'text'.
