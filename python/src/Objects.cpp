@@ -375,7 +375,8 @@ qmdb.ClosedError. An object that was dropped raises qmdb.NoObjectError.)");
             SessionPtr session = Session::find(other);
             if (!session) return py::none();
             Locked otherLock(*session);
-            if (!session->db().isObject(target, QmdbNoObject)) return py::none();
+            // The root is no stored object, so isObject does not know it.
+            if (target != 1 && !session->db().isObject(target, QmdbNoObject)) return py::none();
             return wrap(session, target);
           },
           [](const Object& o, const py::object& target) {

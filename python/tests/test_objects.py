@@ -137,6 +137,8 @@ def test_links_and_equality(db, book):
     with qmdb.memory() as other:
         c1.link = target = other.root.append("t")
         assert c1.link == target and other.root != db.root
+        c1.link = other.root
+        assert c1.link == other.root
     assert c1.link is None  # its database is closed
     c1.link = c2
     c1.link = None
