@@ -1,6 +1,5 @@
-// Copying objects and trees: what each flag takes along, refusals that make
-// nothing, copies into the source's own subtree, texts crossing two coding
-// stacks, and a cache of one small page that every getter's text outlives.
+// Copies: what each flag takes along, refusals, copies into the source itself,
+// texts crossing two coding stacks, and a one-page cache that every text outlives.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -10,6 +9,7 @@
 
 namespace {
 
+using qmdb::test::renderAttributes;
 using qmdb::test::renderChildren;
 using qmdb::test::renderTree;
 
@@ -21,19 +21,11 @@ std::string text(const char* t) {
   return t != nullptr ? t : "-";
 }
 
-// Kind, id, value, notation and attributes of one object. Each text is
-// copied before the next call, which may reuse its page frame.
+// Kind, id, value, notation and attributes of one object, each text copied at once.
 std::string describe(Qmdb& db, long x) {
   std::string out = std::to_string(db.objectType(x)) + ":" + text(db.getId(x));
   out += "=" + text(db.getValue(x));
-  out += "/" + text(db.getNotation(x)) + "[";
-  for (long a = db.attribute(x, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true); a != 0;
-       a = db.nextAttribute(a)) {
-    out += text(db.attrName(a));
-    out += "=" + text(db.attrValue(a)) + ":" + std::to_string(db.attrType(a)) + "." +
-           std::to_string(db.attrClass(a)) + ",";
-  }
-  return out + "];";
+  return out + "/" + text(db.getNotation(x)) + "[" + renderAttributes(db, x) + "];";
 }
 
 // Every object of the subtree of `top`, in document order.
@@ -59,7 +51,7 @@ TEST(Copy, EachFlagTakesItsPart) {
   long bare = db.copy(-n, false, false, false, false);
   EXPECT_EQ(dump(db, bare), "1:p=-/-[];");
   EXPECT_FALSE(db.isAttached(bare));
-  EXPECT_EQ(dump(db, db.copy(n, true, false, false, false)), "1:p=-/-[one=1:3.4,two=-:3.4,];");
+  EXPECT_EQ(dump(db, db.copy(n, true, false, false, false)), "1:p=-/-[one=1:3.4,two=-:3.4];");
   EXPECT_EQ(db.copy(s, true, false, false, false), 0);  // a string needs its text
   EXPECT_EQ(dump(db, db.copy(s, false, true, false, false)), "2:-=text/-[];");
   long ev = db.copy(e, false, true, false, false);
@@ -68,7 +60,7 @@ TEST(Copy, EachFlagTakesItsPart) {
   long en = db.copy(e, false, false, false, false);
   EXPECT_EQ(dump(db, en), "3:ent=-/-[];");
   EXPECT_EQ(db.entityType(en), 9);
-  EXPECT_EQ(dump(db, db.copy(pi, true, true, false, false)), "4:target=data/-[on=pi:3.4,];");
+  EXPECT_EQ(dump(db, db.copy(pi, true, true, false, false)), "4:target=data/-[on=pi:3.4];");
   EXPECT_EQ(dump(db, db.copy(pi, false, false, false, false)), "4:target=-/-[];");
 
   // Refusals make nothing.
@@ -116,19 +108,19 @@ TEST(Copy, TextsLeaveThroughTheSourceCodingAndEnterThroughThisOne) {
   source.addString(n, "cr\xe8me");
   source.popCoding();
   ASSERT_EQ(dump(source, n),
-            "1:caf\xc3\xa9=-/-[\xc3\xa9t\xc3\xa9=\xc3\xa0:3.4,];2:-=cr\xc3\xa8me/-[];");
+            "1:caf\xc3\xa9=-/-[\xc3\xa9t\xc3\xa9=\xc3\xa0:3.4];2:-=cr\xc3\xa8me/-[];");
   ASSERT_TRUE(source.pushCoding("ISO8859-1"));
 
   // A transparent target stores the Latin-1 bytes that the source hands out.
   Qmdb target;
   long raw = target.treeCopy(&source, n, true, true, false, false);
-  EXPECT_EQ(dump(target, raw), "1:caf\xe9=-/-[\xe9t\xe9=\xe0:3.4,];2:-=cr\xe8me/-[];");
+  EXPECT_EQ(dump(target, raw), "1:caf\xe9=-/-[\xe9t\xe9=\xe0:3.4];2:-=cr\xe8me/-[];");
   // A target reading Latin-1 turns them back into the source's own bytes.
   ASSERT_TRUE(target.pushCoding("ISO8859-1"));
   long decoded = target.treeCopy(&source, n, true, true, false, false);
   target.popCoding();
   EXPECT_EQ(dump(target, decoded),
-            "1:caf\xc3\xa9=-/-[\xc3\xa9t\xc3\xa9=\xc3\xa0:3.4,];2:-=cr\xc3\xa8me/-[];");
+            "1:caf\xc3\xa9=-/-[\xc3\xa9t\xc3\xa9=\xc3\xa0:3.4];2:-=cr\xc3\xa8me/-[];");
   ASSERT_TRUE(source.setUpdatable(false));  // a read-only source can still be copied
   EXPECT_NE(target.copy(&source, n, true, true, true, false), 0);
 }

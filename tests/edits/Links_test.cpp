@@ -1,11 +1,9 @@
-// Links: setting, replacing and removing them, the changed flag, databases
-// that are gone, and the save that clears the links of the document tree.
+// Links: set, replaced in place and removed, the changed flag, and databases that are gone.
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "Qmdb/Qmdb"
-#include "support/TestSupport.h"
 
 namespace {
 
@@ -51,30 +49,6 @@ TEST(Links, SetReplacedInPlaceAndRemoved) {
   EXPECT_EQ(db.linkToObject(loose, nullptr, 0), 0);
   EXPECT_EQ(db.getLinkedObject(loose), 3);
   EXPECT_EQ(db.getLinkedDatabase(loose), &second);
-}
-
-TEST(Links, ASaveClearsTheTreeButNotDetachedObjects) {
-  qmdb::test::TempDir tmp;
-  std::string name = tmp.file("links.qmb");
-  Qmdb other;
-  long target = other.addNode(1, "t");
-  Qmdb db(name.c_str(), QmdbFileWrite);
-  long a = db.addNode(1, "a");
-  long inner = db.addString(a, "s");
-  long loose = db.node("loose");
-  long looseChild = db.addPi(loose, "p", nullptr);
-  for (long o : {a, inner, loose, looseChild}) EXPECT_EQ(db.linkToObject(o, &other, target), o);
-  EXPECT_TRUE(db.flush(false));
-  EXPECT_EQ(db.getLinkedObject(a), 0);
-  EXPECT_EQ(db.getLinkedObject(inner), 0);
-  EXPECT_EQ(db.getLinkedObject(loose), target);
-  EXPECT_EQ(db.getLinkedObject(looseChild), target);
-  EXPECT_EQ(db.getLinkedDatabase(loose), &other);
-  // A copy's links are made the same way and go with the next save.
-  long copy = db.addCopy(1, a, false, true, false, true);
-  EXPECT_EQ(db.getLinkedObject(copy), a);
-  EXPECT_TRUE(db.flush(false));
-  EXPECT_EQ(db.getLinkedObject(copy), 0);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Storing entries: the key tree's bytes in the file (splits and the empty
-// key included), default keys, uniqueness and the refusals of putIndex.
+// Storing entries: the key tree's bytes (splits, the empty key), default keys, uniqueness,
+// refusals.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -13,6 +13,7 @@ using qmdb::test::readFile;
 using qmdb::test::ScopedEnv;
 using qmdb::test::TempDir;
 using qmdb::test::word;
+using qmdb::test::words;
 
 class KeyTreeTest : public ::testing::Test {
  protected:
@@ -51,28 +52,17 @@ TEST_F(KeyTreeTest, SplitsAndTheEmptyKeyLieInTheFile) {
   ASSERT_EQ(f.size(), 288u);
   EXPECT_EQ(word(f, 12), 112);  // the header's first index
   auto text = [&f](size_t at) { return std::string(reinterpret_cast<const char*>(&f[at])); };
-  auto node = [&f](size_t at) {
-    return std::to_string(word(f, at)) + " " + std::to_string(word(f, at + 4)) + " " +
-           std::to_string(word(f, at + 8)) + " " + std::to_string(word(f, at + 12));
-  };
-  auto entry = [&f](size_t at) {
-    return std::to_string(word(f, at)) + " " + std::to_string(word(f, at + 4)) + " " +
-           std::to_string(word(f, at + 8));
-  };
   // label, first entry, first child, next
-  EXPECT_EQ(node(112), "108 0 216 0");      // index "ix": the empty key comes first
-  EXPECT_EQ(node(216), "212 232 0 164");    // ""
-  EXPECT_EQ(node(164), "160 276 132 248");  // "ab", made by the split
-  EXPECT_EQ(node(132), "130 148 0 184");    // "c": its label moved into "abc"
-  EXPECT_EQ(node(184), "180 200 0 0");      // "d"
-  EXPECT_EQ(node(248), "244 264 0 0");      // "b"
-  EXPECT_EQ(text(108), "ix");
-  EXPECT_EQ(text(128), "abc");
-  EXPECT_EQ(text(130), "c");
-  EXPECT_EQ(text(160), "ab");
-  EXPECT_EQ(text(212), "");
+  EXPECT_EQ(words(f, 112, 4), "108 0 216 0");      // index "ix": the empty key comes first
+  EXPECT_EQ(words(f, 216, 4), "212 232 0 164");    // ""
+  EXPECT_EQ(words(f, 164, 4), "160 276 132 248");  // "ab", made by the split
+  EXPECT_EQ(words(f, 132, 4), "130 148 0 184");    // "c": its label moved into "abc"
+  EXPECT_EQ(words(f, 184, 4), "180 200 0 0");      // "d"
+  EXPECT_EQ(words(f, 248, 4), "244 264 0 0");      // "b"
+  EXPECT_EQ(text(108) + "|" + text(128) + "|" + text(130) + "|" + text(160) + "|" + text(212),
+            "ix|abc|c|ab|");
   // next, database, object
-  for (size_t at : {148, 200, 232, 264, 276}) EXPECT_EQ(entry(at), "0 0 60") << at;
+  for (size_t at : {148, 200, 232, 264, 276}) EXPECT_EQ(words(f, at, 3), "0 0 60") << at;
   EXPECT_EQ(entries(db, ix, "ab"), "60");
   EXPECT_EQ(entries(db, ix, ""), "60");
 }

@@ -1,6 +1,5 @@
-// Looking entries up by key, key list and key range, pulling them out and
-// listing keys; the save's clean-up of entries that name other databases;
-// and a randomized comparison with a std::multimap under heavy page eviction.
+// Lookups by key, key list and range, pulls and key lists, the save's clean-up
+// of links and foreign entries, and a comparison with a multimap under eviction.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -20,6 +19,8 @@
 namespace {
 
 using qmdb::handle::Internal;
+using qmdb::test::handles;
+using qmdb::test::renderList;
 using qmdb::test::ScopedEnv;
 using qmdb::test::TempDir;
 namespace object = qmdb::objects::object;
@@ -30,23 +31,10 @@ char* c(const char* text) {
   return const_cast<char*>(text);
 }
 
-// The ids of the objects in a list, comma-separated.
-std::string names(Qmdb& db, QmdbList& list) {
-  std::string out;
-  for (long h = list.first(); h != 0; h = list.next()) {
-    const char* id = db.getId(h);
-    out += (out.empty() ? "" : ",") + std::string(id != nullptr ? id : "?");
-  }
-  return out;
-}
-
 std::string joined(QmdbStringList& keys) {
   std::string out;
-  bool first = true;
-  for (const char* k = keys.first(); k != nullptr; k = keys.next(), first = false) {
-    out += (first ? "" : ",") + std::string(k);
-  }
-  return out;
+  for (const char* k = keys.first(); k != nullptr; k = keys.next()) out += std::string(k) + ",";
+  return out.substr(0, out.empty() ? 0 : out.size() - 1);
 }
 
 class LookupTest : public ::testing::Test {
@@ -67,7 +55,7 @@ class LookupTest : public ::testing::Test {
     QmdbList list;
     long n = db.getIndex(&list, i, c(from), c(to));
     EXPECT_EQ(n, list.length());
-    return names(db, list);
+    return renderList(db, list);
   }
   std::string keys() {
     QmdbStringList list;
@@ -93,10 +81,7 @@ TEST_F(LookupTest, KeysKeyListsAndRangesGiveEntriesInKeyOrder) {
   EXPECT_EQ(keys(), "a,ab,abc,b,ba,c");
 
   QmdbStringList sought;
-  sought.add("b");
-  sought.add("a");
-  sought.add("b");
-  sought.add("abz");
+  for (const char* k : {"b", "a", "b", "abz"}) sought.add(k);
   QmdbList list;
   list.add(7);
   list.first();
@@ -104,7 +89,7 @@ TEST_F(LookupTest, KeysKeyListsAndRangesGiveEntriesInKeyOrder) {
   EXPECT_EQ(list.current(), 7);                  // the result's cursor stays
   EXPECT_EQ(sought.current(), nullptr);          // the key list's ends past its last key
   list.remove();
-  EXPECT_EQ(names(db, list), "a,b");
+  EXPECT_EQ(renderList(db, list), "a,b");
   EXPECT_EQ(db.getIndex(&list, c("i"), c("a"), c("ab")), 3);
   EXPECT_EQ(db.getIndex(nullptr, i, nullptr, nullptr), 6);
   EXPECT_EQ(db.getIndex(nullptr, c("i"), &sought), 2);
@@ -136,10 +121,9 @@ TEST_F(LookupTest, PullingDetachesWhatItCollects) {
   EXPECT_EQ(keys(), "a,abc,b,ba,c");
   QmdbList list;
   EXPECT_EQ(db.pullIndex(&list, i, c("b"), c("b")), 2);
-  EXPECT_EQ(names(db, list), "b,ba");
+  EXPECT_EQ(renderList(db, list), "b,ba");
   QmdbStringList sought;
-  sought.add("c");
-  sought.add("zz");
+  for (const char* k : {"c", "zz"}) sought.add(k);
   EXPECT_EQ(db.pullIndex(nullptr, i, &sought), 1);
   EXPECT_EQ(db.pullIndex(nullptr, c("i"), &sought), 0);
   EXPECT_EQ(keys(), "a,abc");
@@ -173,7 +157,7 @@ TEST_F(LookupTest, LongKeysGrowTheWorkArea) {
   EXPECT_EQ(joined(list), "a,ab,abc,b,ba,c," + q + ",short," + x + "," + x + "y");
 }
 
-TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) {
+TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsTreeAndIndexedLinks) {
   TempDir tmp;
   ScopedEnv tmpdir("TMPDIR", tmp.path().c_str());
   std::string name = tmp.file("links.qmb");
@@ -187,7 +171,9 @@ TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) 
     long detached = db.node("detached");
     long child = db.addNode(detached, "child");
     long grandchild = db.addString(child, "g");
-    long lone = db.node("lone");                                        // detached and in no index
+    long inner = db.addString(attached, "s");
+    long lone = db.node("lone");  // detached and in no index, as is its child
+    long loneChild = db.addPi(lone, "p", nullptr);
     ASSERT_EQ(db.putIndex(i, &other, theirs, nullptr, false), theirs);  // key from `other`
     ASSERT_EQ(db.putIndex(i, detached, "theirs", false), detached);
     ASSERT_EQ(db.putIndex(i, gone, 60, "theirs", false), 60);
@@ -203,7 +189,7 @@ TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) 
     EXPECT_EQ(list.next(), detached);
     EXPECT_EQ(list.db(), nullptr);
 
-    for (long h : {attached, detached, child, grandchild, lone}) {
+    for (long h : {attached, inner, detached, child, grandchild, lone, loneChild}) {
       ASSERT_EQ(db.linkToObject(h, &other, theirs), h);
     }
     ASSERT_TRUE(db.flush(false));  // links were made: the save clears them
@@ -214,13 +200,22 @@ TEST(IndexCleanupTest, ASaveAfterLinksKillsForeignEntriesAndClearsIndexedLinks) 
     QmdbStringList keys;
     EXPECT_EQ(db.indexKeys(&keys, i), 3);
     EXPECT_EQ(joined(keys), "a,o,theirs");  // keys whose entries died are still listed
-    for (long h : {attached, detached, child, grandchild}) EXPECT_EQ(db.getLinkedObject(h), 0) << h;
-    EXPECT_EQ(db.getLinkedObject(lone), theirs);  // detached and in no index
+    for (long h : {attached, inner, detached, child, grandchild}) {
+      EXPECT_EQ(db.getLinkedObject(h), 0) << h;
+    }
+    EXPECT_EQ(db.getLinkedObject(lone), theirs);
+    EXPECT_EQ(db.getLinkedObject(loneChild), theirs);
+    EXPECT_EQ(db.getLinkedDatabase(lone), &other);
+    // A copy's link back to its source goes with the next save too.
+    long copy = db.addCopy(1, attached, false, true, false, true);
+    EXPECT_EQ(db.getLinkedObject(copy), attached);
+    EXPECT_TRUE(db.flush(false));
+    EXPECT_EQ(db.getLinkedObject(copy), 0);
   }
   Qmdb db(name.c_str(), QmdbFileRead);
   QmdbList list;
   EXPECT_EQ(db.getIndex(&list, c("i"), nullptr, nullptr), 2);
-  EXPECT_EQ(names(db, list), "attached,detached");
+  EXPECT_EQ(renderList(db, list), "attached,detached");
 }
 
 TEST(DamagedIndexTest, CyclesInTheHeapEndEveryWalk) {
@@ -278,11 +273,6 @@ TEST(LookupRandomTest, AgreesWithAMultimapUnderEviction) {
     }
     return out;
   };
-  auto handles = [](QmdbList& list) {
-    std::vector<long> out;
-    for (long h = list.first(); h != 0; h = list.next()) out.push_back(h);
-    return out;
-  };
   {
     Qmdb db(name.c_str(), QmdbFileWrite, 2, 1024);
     long i = db.addIndex("random");
@@ -322,12 +312,11 @@ TEST(LookupRandomTest, AgreesWithAMultimapUnderEviction) {
     }
     QmdbStringList keys;
     db.indexKeys(&keys, i);
-    std::set<std::string> modelKeys;
+    std::set<std::string> modelKeys;  // ordered by unsigned bytes, as the key tree is
     for (const auto& entry : model) modelKeys.insert(entry.first);
-    std::set<std::string> listed;
-    for (const char* k = keys.first(); k != nullptr; k = keys.next()) listed.insert(k);
-    EXPECT_EQ(listed, modelKeys);
-    EXPECT_EQ(keys.length(), static_cast<long>(modelKeys.size()));
+    std::vector<std::string> listed;
+    for (const char* k = keys.first(); k != nullptr; k = keys.next()) listed.push_back(k);
+    EXPECT_EQ(listed, std::vector<std::string>(modelKeys.begin(), modelKeys.end()));
   }
   // What is left survives the save and a reopening.
   Qmdb db(name.c_str(), QmdbFileRead, 2, 0);

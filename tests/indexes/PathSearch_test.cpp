@@ -1,8 +1,5 @@
-// Path search: every kind of step, backtracking order, case, counting
-// without a list, and refusals, also with a one-frame cache of tiny pages in
-// which every navigation call may evict the frame that getId's text lies in.
-// Qmdb itself reads records directly, a derived class through its virtual
-// methods: both must give the same lists, and overrides must take part.
+// Path search: every kind of step, order, case, counts and refusals, also through tiny caches;
+// Qmdb's direct record reads and a derived class's virtual calls must agree.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -15,7 +12,9 @@
 
 namespace {
 
+using qmdb::test::handles;
 using qmdb::test::readFile;
+using qmdb::test::renderList;
 using qmdb::test::ScopedEnv;
 using qmdb::test::TempDir;
 
@@ -45,14 +44,9 @@ class PathSearchTest : public ::testing::TestWithParam<Config> {
   std::string find(const char* path, long start, bool caseSensitive = true) {
     QmdbList list;
     long n = db.findPath(&list, path, start, caseSensitive);
-    std::string out;
-    for (long h = list.first(); h != 0; h = list.next()) {
-      const char* id = db.getId(h);
-      out += (out.empty() ? "" : ",") + std::string(h == s ? "'s'" : id != nullptr ? id : "#");
-    }
     EXPECT_EQ(n, list.length()) << path;
     EXPECT_EQ(db.findPath(nullptr, path, start, caseSensitive), n) << path;
-    return out;
+    return renderList(db, list);
   }
 };
 
@@ -105,8 +99,7 @@ class PlainDb : public Qmdb {
   using Qmdb::Qmdb;
 };
 
-// Builds the same irregular document, with repeated and case-varied names,
-// strings, pis, entities and empty nodes, into any database.
+// An irregular document: repeated and case-varied names, strings, pis, entities, empty nodes.
 void buildMixed(Qmdb& db) {
   static const char* const names[] = {"item", "Item", "name", "a", "", "ITEM", "b"};
   uint32_t seed = 12345;
@@ -139,10 +132,8 @@ void buildMixed(Qmdb& db) {
 std::vector<long> found(const Qmdb& db, const char* path, long start, bool caseSensitive) {
   QmdbList list;
   long n = db.findPath(&list, path, start, caseSensitive);
-  std::vector<long> out;
-  for (long h = list.first(); h != 0; h = list.next()) out.push_back(h);
-  EXPECT_EQ(n, static_cast<long>(out.size())) << path;
-  return out;
+  EXPECT_EQ(n, list.length()) << path;
+  return handles(list);
 }
 
 TEST(PathSearchReaders, DirectAndVirtualSearchesAgree) {
@@ -176,8 +167,7 @@ TEST(PathSearchReaders, DirectAndVirtualSearchesAgree) {
         }
       }
     }
-    // "..." before a name is one fused step; ".../." before it is not, and
-    // must find the same objects in the same order.
+    // "..." before a name is one fused step; ".../." is not, and must find the same.
     for (const char* path :
          {".../item/name", ".../ITEM/.../b", ".../amp", "*/.../name", ".../a/.../item/.../name"}) {
       std::string unfused = path;
@@ -200,8 +190,7 @@ TEST(PathSearchReaders, DirectAndVirtualSearchesAgree) {
   }
 }
 
-// Results come in backtracking order, which is not document order: every
-// context's children before anything below them.
+// Backtracking order, not document order: every context's children before anything below them.
 TEST(PathSearchReaders, SubtreeNameStepsKeepBacktrackingOrder) {
   Qmdb db;
   long p = db.addNode(1, "p");

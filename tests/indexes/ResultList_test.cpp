@@ -1,6 +1,5 @@
-// The result lists: where insert and add put entries, the cursor, the refusal
-// of 0 and null, each entry's database, and deep copies. String ownership
-// faults (leaks, double frees) show up as AddressSanitizer reports.
+// Result lists: where entries go, the cursor, refusals, databases, deep copies (ownership
+// faults show up as AddressSanitizer reports).
 #include <gtest/gtest.h>
 
 #include <string>
@@ -16,8 +15,7 @@ std::string str(const char* s) {
   return s;
 }
 
-// The entries head to tail, then "@" and the current one ("-" for none), e.g.
-// "1,2,3@2". The cursor is put back where it was.
+// The entries, then "@" and the current one ("-" for none), e.g. "1,2,3@2"; the cursor stays.
 template <typename List>
 std::string render(List& list) {
   auto at = list.current();
@@ -34,7 +32,7 @@ std::string render(List& list) {
   return out + "@" + (at ? str(at) : "-");
 }
 
-TEST(ResultListTest, EmptyListRefusesAndReturnsNothing) {
+TEST(ResultListTest, InsertAddRemoveAndTheCursorAndRefusals) {
   QmdbList list;
   EXPECT_EQ(list.first() | list.last() | list.current() | list.next() | list.previous(), 0);
   EXPECT_EQ(list.db(), nullptr);
@@ -43,10 +41,7 @@ TEST(ResultListTest, EmptyListRefusesAndReturnsNothing) {
   EXPECT_FALSE(list.insert(0));
   EXPECT_FALSE(list.add(&list, 0));
   EXPECT_EQ(list.length(), 0);
-}
 
-TEST(ResultListTest, InsertAddRemoveAndTheCursor) {
-  QmdbList list;
   for (long h : {1, 2, 3}) EXPECT_TRUE(list.insert(h));
   EXPECT_EQ(render(list), "3,2,1@-");  // without a cursor each goes to the head
   list.clear();
@@ -75,7 +70,7 @@ TEST(ResultListTest, InsertAddRemoveAndTheCursor) {
   EXPECT_EQ(list.length(), 2);
 }
 
-TEST(ResultListTest, EntriesCarryTheirDatabase) {
+TEST(ResultListTest, EntriesCarryTheirDatabaseIntoDeepCopies) {
   int a = 0, b = 0;
   QmdbList list;
   list.add(&a, 1);
@@ -91,10 +86,7 @@ TEST(ResultListTest, EntriesCarryTheirDatabase) {
   EXPECT_TRUE(list.replace(4));  // the one-argument form clears the database
   EXPECT_EQ(list.db(), nullptr);
   EXPECT_EQ(render(list), "4,3@4");
-}
 
-TEST(ResultListTest, CopiesAreDeepAndHaveNoCursor) {
-  int a = 0;
   QmdbList source, assigned;
   source.add(&a, 1);
   source.add(2);

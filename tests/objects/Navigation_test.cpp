@@ -1,5 +1,4 @@
-// Walking trees: both traversal modes, the derived queries, and a large tree
-// walked through a cache of two small pages and again after a reopen.
+// Walking trees both ways, the derived queries, and a large tree through two small frames.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -13,6 +12,7 @@ namespace {
 using qmdb::test::renderChildren;
 using qmdb::test::ScopedEnv;
 using qmdb::test::TempDir;
+using V = std::vector<long>;
 
 std::vector<long> walk(Qmdb& db, bool forward) {
   std::vector<long> positions;
@@ -32,22 +32,18 @@ TEST(Navigation, WalksInBothDirectionsMeetEndPositions) {
   EXPECT_EQ(walk(db, false), (std::vector<long>{b, a, s, -a}));
 
   long n = db.addNode(a, "N");  // empty, last child of A
-  EXPECT_EQ(db.next(n, QmdbTree), -n);
-  EXPECT_EQ(db.next(-n, QmdbTree), -a);
   long m = db.addNode(1, "M");
-  EXPECT_EQ(db.next(m, QmdbTree), -m);
-  EXPECT_EQ(db.next(-m, QmdbTree), 0);
+  // From an empty node to its end, from the end to the parent's end, past the last end to none.
+  EXPECT_EQ((V{db.next(n, QmdbTree), db.next(-n, QmdbTree), db.next(m, QmdbTree),
+               db.next(-m, QmdbTree), db.next(0, QmdbTree)}),
+            (V{-n, -a, -m, 0, 0}));
   EXPECT_EQ(db.next(-a, QmdbSiblings), db.next(a, QmdbSiblings));
-  EXPECT_EQ(db.next(1, QmdbSiblings), 0);
-  EXPECT_EQ(db.previous(1, QmdbSiblings), 0);
-  EXPECT_EQ(db.next(0, QmdbTree), 0);
+  EXPECT_EQ((V{db.next(1, QmdbSiblings), db.previous(1, QmdbSiblings)}), (V{0, 0}));
   EXPECT_EQ(db.next(a, static_cast<QmdbTraverseMode>(7)), s);  // any non-zero mode walks the tree
-  EXPECT_EQ(db.first(s), 0);
-  EXPECT_EQ(db.last(s), 0);
-  EXPECT_EQ(db.first(1), a);
+  EXPECT_EQ((V{db.first(s), db.last(s), db.first(1)}), (V{0, 0, a}));
 }
 
-TEST(Navigation, DerivedQueries) {
+TEST(Navigation, DerivedQueriesCountRankLevelRootParentAndByRank) {
   Qmdb db;
   long p = db.addNode(1, "p");
   long c1 = db.addNode(p, "c1");
@@ -56,26 +52,16 @@ TEST(Navigation, DerivedQueries) {
   for (int i = 0; i < 3; ++i) g = db.addString(c2, "g");
   long detached = db.node("d");
 
-  EXPECT_EQ(db.count(p, QmdbTree), 5);
-  EXPECT_EQ(db.count(p, QmdbSiblings), 2);
-  EXPECT_EQ(db.count(g, QmdbTree), 0);
-  EXPECT_EQ(db.count(1, QmdbTree), 6);
-  EXPECT_EQ(db.rank(g), 3);
-  EXPECT_EQ(db.rank(c1), 1);
-  EXPECT_EQ(db.rank(detached), 1);
-  EXPECT_EQ(db.level(p), 1);
-  EXPECT_EQ(db.level(-g), 3);
-  EXPECT_EQ(db.level(detached), 1);
-  EXPECT_EQ(db.root(g), p);
-  EXPECT_EQ(db.root(p), p);
-  EXPECT_EQ(db.root(1), 0);
-  EXPECT_EQ(db.parent(g), c2);
-  EXPECT_EQ(db.parent(p), 0);
-  EXPECT_EQ(db.byRank(p, 0), 0);
-  EXPECT_EQ(db.byRank(p, 2), c2);
-  EXPECT_EQ(db.byRank(c2, db.count(c2, QmdbSiblings)), db.last(c2));
-  EXPECT_EQ(db.byRank(c2, 4), 0);
-  EXPECT_EQ(db.byRank(1, 1), p);
+  EXPECT_EQ((V{db.count(p, QmdbTree), db.count(p, QmdbSiblings), db.count(g, QmdbTree),
+               db.count(1, QmdbTree)}),
+            (V{5, 2, 0, 6}));
+  EXPECT_EQ((V{db.rank(g), db.rank(c1), db.rank(detached)}), (V{3, 1, 1}));
+  EXPECT_EQ((V{db.level(p), db.level(-g), db.level(detached)}), (V{1, 3, 1}));
+  EXPECT_EQ((V{db.root(g), db.root(p), db.root(1), db.parent(g), db.parent(p)}),
+            (V{p, p, 0, c2, 0}));
+  EXPECT_EQ(
+      (V{db.byRank(p, 0), db.byRank(p, 2), db.byRank(c2, 3), db.byRank(c2, 4), db.byRank(1, 1)}),
+      (V{0, c2, g, 0, p}));
 }
 
 // Overriding a simple operation changes the derived ones.
@@ -97,8 +83,7 @@ TEST(Navigation, DerivedQueriesCallTheVirtualOperations) {
   EXPECT_EQ(db.firstCalls, 2);
 }
 
-// Qmdb itself reads kinds from records; a class that overrides objectType
-// still decides what its getters, attribute lookups and child lists see.
+// An overridden objectType decides what getters, attribute lookups and child lists see.
 class HidingDb : public Qmdb {
  public:
   long hidden = 0;
@@ -115,15 +100,12 @@ TEST(Navigation, OverriddenKindsReachTheCompositeOperations) {
                   static_cast<QmdbAttributeClass>(1));
   db.hidden = p;
   EXPECT_EQ(db.getId(p), nullptr);
-  EXPECT_EQ(db.first(p), 0);
-  EXPECT_EQ(db.last(p), 0);
-  EXPECT_EQ(db.attribute(p, "a", QmdbNoAttributeType, QmdbNoAttributeClass, true), 0);
+  EXPECT_EQ((V{db.first(p), db.last(p)}), (V{0, 0}));
+  EXPECT_EQ(qmdb::test::renderAttributes(db, p), "");
   db.hidden = 0;
   EXPECT_STREQ(db.getId(p), "p");
-  EXPECT_EQ(db.first(p), c);
-  EXPECT_EQ(db.last(p), c);
-  EXPECT_STREQ(db.attrValue(db.attribute(p, "a", QmdbNoAttributeType, QmdbNoAttributeClass, true)),
-               "v");
+  EXPECT_EQ((V{db.first(p), db.last(p)}), (V{c, c}));
+  EXPECT_EQ(qmdb::test::renderAttributes(db, p), "a=v:1.1");
 }
 
 // A tree of a few thousand objects through two frames of 1 KiB.

@@ -3,17 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "Qmdb/Qmdb"
 #include "support/TestSupport.h"
 
 namespace {
 
-using qmdb::test::ScopedEnv;
-using qmdb::test::TempDir;
 using qmdb::test::readFile;
 using qmdb::test::renderChildren;
+using qmdb::test::ScopedEnv;
+using qmdb::test::TempDir;
 using qmdb::test::word;
+using qmdb::test::words;
+using V = std::vector<long>;
 
 class ObjectsTest : public ::testing::Test {
  protected:
@@ -23,38 +26,24 @@ class ObjectsTest : public ::testing::Test {
 
 TEST_F(ObjectsTest, RecordsLieInTheFileByteForByte) {
   std::string name = tmp.file("layout.qmb");
-  long n = 0;
-  long s = 0;
   {
     Qmdb db(name.c_str(), QmdbFileWrite, 0, 4096);
-    n = db.addNode(1, "abc");
-    s = db.addString(n, "xy");
-    EXPECT_EQ(n, 60);
-    EXPECT_EQ(s, 108);
+    EXPECT_EQ(db.addNode(1, "abc"), 60);
+    EXPECT_EQ(db.addString(60, "xy"), 108);
     EXPECT_EQ(db.getSize(), 136);
   }
   std::vector<uint8_t> f = readFile(name);
   ASSERT_EQ(f.size(), 136u);
-  EXPECT_EQ(word(f, 8), 136);                         // heap top in the header
-  EXPECT_EQ(word(f, 40 + 8), 60);                     // root record: first child
-  EXPECT_EQ(word(f, 40 + 12), 60);                    //              last child
-  EXPECT_EQ(word(f, 40 + 16), 0);                     //              owner
-  EXPECT_EQ(word(f, 60 + 0), 0);                      // node: previous sibling
-  EXPECT_EQ(word(f, 60 + 4), 0);                      //       next sibling
-  EXPECT_EQ(word(f, 60 + 8), 40);                     //       parent content
-  EXPECT_EQ(word(f, 60 + 12), 0);                     //       link
-  EXPECT_EQ(word(f, 60 + 16), 84);                    //       body
-  EXPECT_EQ(f[60 + 20], 1);                           //       kind
-  EXPECT_EQ(word(f, 84 + 0), 104);                    // node record: gid
-  EXPECT_EQ(word(f, 84 + 4), 0);                      //              attributes
-  EXPECT_EQ(word(f, 84 + 8), 108);                    //              first child
-  EXPECT_EQ(word(f, 84 + 12), 108);                   //              last child
-  EXPECT_EQ(word(f, 84 + 16), 60);                    //              owner
-  EXPECT_EQ(std::string(f.begin() + 104, f.begin() + 108), std::string("abc\0", 4));
-  EXPECT_EQ(word(f, 108 + 8), 84);                    // string: parent content
-  EXPECT_EQ(word(f, 108 + 16), 132);                  //         body: its text
-  EXPECT_EQ(f[108 + 20], 2);                          //         kind
-  EXPECT_EQ(std::string(f.begin() + 132, f.begin() + 135), std::string("xy\0", 3));
+  const std::string nul(1, '\0');
+  EXPECT_EQ(word(f, 8), 136);                             // heap top in the header
+  EXPECT_EQ(words(f, 40 + 8, 3), "60 60 0");              // root: first, last child, owner
+  EXPECT_EQ(words(f, 60, 5), "0 0 40 0 84");              // node: previous, next, parent
+  EXPECT_EQ(f[60 + 20], 1);                               //   content, link, body; kind
+  EXPECT_EQ(words(f, 84, 5), "104 0 108 108 60");         // node record: gid, attributes,
+  EXPECT_EQ(std::string(&f[104], &f[108]), "abc" + nul);  //   first, last child, owner
+  EXPECT_EQ(words(f, 108 + 8, 3), "84 0 132");            // string: parent content, link,
+  EXPECT_EQ(f[108 + 20], 2);                              //   body (its text); kind
+  EXPECT_EQ(std::string(&f[132], &f[135]), "xy" + nul);
 }
 
 TEST_F(ObjectsTest, AddingAndInsertingPlaceObjectsOrRefuseBeforeMakingAnything) {
@@ -62,39 +51,34 @@ TEST_F(ObjectsTest, AddingAndInsertingPlaceObjectsOrRefuseBeforeMakingAnything) 
   long p = db.addNode(1, "p");
   long q = db.addNode(1, "q");
   long c = db.addString(p, "c");
-  EXPECT_EQ(db.first(1), p);
-  EXPECT_EQ(db.last(1), q);
+  EXPECT_EQ((V{db.first(1), db.last(1), db.parent(p)}), (V{p, q, 0}));
   EXPECT_TRUE(db.isAttached(p));
-  EXPECT_EQ(db.parent(p), 0);
-  EXPECT_NE(db.insertString(p, 0, "first"), 0);
-  EXPECT_NE(db.insertString(p, c, "after c"), 0);
-  EXPECT_NE(db.insertPi(-p, -c, "pi", "data"), 0);
-  EXPECT_NE(db.addEntity(p, "e", nullptr, static_cast<QmdbEntityType>(5)), 0);
-  EXPECT_NE(db.addNode(-p, nullptr), 0);
+  for (long made :
+       {db.insertString(p, 0, "first"), db.insertString(p, c, "after c"),
+        db.insertPi(-p, -c, "pi", "data"),
+        db.addEntity(p, "e", nullptr, static_cast<QmdbEntityType>(5)), db.addNode(-p, nullptr)}) {
+    EXPECT_NE(made, 0);
+  }
   EXPECT_EQ(renderChildren(db, p), "'first','c',?pi,'after c',&e,#");
 
   long qc = db.addNode(q, "qc");
   long size = db.getSize();
-  EXPECT_EQ(db.insertNode(p, qc, "x"), 0);  // qc is a child of another node
-  EXPECT_EQ(db.insertNode(p, 1, "x"), 0);
-  EXPECT_EQ(db.addNode(c, "x"), 0);         // a string is no parent
-  EXPECT_EQ(db.addNode(0, "x"), 0);
-  EXPECT_EQ(db.string(nullptr), 0);
-  EXPECT_EQ(db.entity("e", "v", QmdbNoEntityType), 0);
+  // After a child of another node or the root; under a string or nothing; no text or type.
+  EXPECT_EQ((V{db.insertNode(p, qc, "x"), db.insertNode(p, 1, "x"), db.addNode(c, "x"),
+               db.addNode(0, "x"), db.string(nullptr), db.entity("e", "v", QmdbNoEntityType)}),
+            V(6, 0));
   EXPECT_EQ(db.getSize(), size);
 
   // Texts too long for a page are refused and nothing is attached.
   std::string big(5000, 'b');
-  EXPECT_EQ(db.addString(q, big.c_str()), 0);
-  EXPECT_EQ(db.addNode(q, big.c_str()), 0);
+  EXPECT_EQ((V{db.addString(q, big.c_str()), db.addNode(q, big.c_str())}), V(2, 0));
   EXPECT_EQ(renderChildren(db, q), "qc");
 
   long empty = db.string("");
   EXPECT_NE(empty, 0);
   EXPECT_STREQ(db.getValue(empty), "");
   EXPECT_FALSE(db.isAttached(empty));
-  EXPECT_TRUE(db.isObject(empty, QmdbString));
-  EXPECT_FALSE(db.isObject(empty, QmdbNode));
+  EXPECT_EQ((V{db.isObject(empty, QmdbString), db.isObject(empty, QmdbNode)}), (V{1, 0}));
   EXPECT_NE(db.node(nullptr), 0);
 }
 
@@ -106,15 +90,12 @@ TEST_F(ObjectsTest, ClassifyingHandlesTrustsNothing) {
   for (long h : {0L, 1L, 59L, -a, db.getSize() - 23, db.getSize(), 1L << 40, -(1L << 40)}) {
     EXPECT_FALSE(db.isObject(h, QmdbNoObject)) << h;
   }
-  EXPECT_TRUE(db.isObject(a, QmdbNode));
-  EXPECT_TRUE(db.isObject(s, QmdbNoObject));
-  EXPECT_EQ(db.objectType(1), QmdbNode);
-  EXPECT_EQ(db.objectType(-a), QmdbNode);
-  EXPECT_EQ(db.objectType(0), QmdbNoObject);
-  EXPECT_FALSE(db.isAttached(1));
-  EXPECT_EQ(db.entityType(e), 44);  // the low 8 bits of 300
-  EXPECT_EQ(db.entityType(a), 0);
-  EXPECT_EQ(db.entityType(s), 0);
+  EXPECT_EQ((V{db.isObject(a, QmdbNode), db.isObject(s, QmdbNoObject), db.isAttached(1)}),
+            (V{1, 1, 0}));
+  EXPECT_EQ((V{db.objectType(1), db.objectType(-a), db.objectType(0)}),
+            (V{QmdbNode, QmdbNode, QmdbNoObject}));
+  // An entity's type keeps the low 8 bits of 300; other kinds have none.
+  EXPECT_EQ((V{db.entityType(e), db.entityType(a), db.entityType(s)}), (V{44, 0, 0}));
   // Every address inside the heap is either an object or refused, never a crash.
   int objects = 0;
   for (long h = 0; h < db.getSize(); ++h) objects += db.isObject(h, QmdbNoObject);
@@ -143,23 +124,19 @@ TEST_F(ObjectsTest, NamesAreSharedWithinOneOpening) {
 
 TEST_F(ObjectsTest, ReadOnlyAndFailedDatabasesRefuseEveryChange) {
   std::string name = tmp.file("ro.qmb");
-  { Qmdb db(name.c_str(), QmdbFileWrite); db.addNode(1, "a"); }
+  Qmdb(name.c_str(), QmdbFileWrite).addNode(1, "a");
   Qmdb db(name.c_str(), QmdbFileRead);
   long a = db.first(1);
-  EXPECT_EQ(db.node("x"), 0);
-  EXPECT_EQ(db.addString(a, "x"), 0);
-  EXPECT_EQ(db.insertNode(1, 0, "x"), 0);
-  EXPECT_EQ(db.entity("x", "y", static_cast<QmdbEntityType>(1)), 0);
-  EXPECT_EQ(db.pi("x", "y"), 0);
-  EXPECT_EQ(db.setGid(a, "b"), 0);
+  EXPECT_EQ(
+      (V{db.node("x"), db.addString(a, "x"), db.insertNode(1, 0, "x"),
+         db.entity("x", "y", static_cast<QmdbEntityType>(1)), db.pi("x", "y"), db.setGid(a, "b")}),
+      V(6, 0));
   EXPECT_FALSE(db.hasChanged());
   EXPECT_STREQ(db.getGid(a), "a");
   Qmdb failed(tmp.file("absent").c_str(), QmdbFileRead);
-  EXPECT_EQ(failed.node("x"), 0);
-  EXPECT_EQ(failed.first(1), 0);
-  EXPECT_EQ(failed.rank(60), 1);
-  EXPECT_EQ(failed.level(60), 1);
-  EXPECT_EQ(failed.root(60), 60);
+  EXPECT_EQ(
+      (V{failed.node("x"), failed.first(1), failed.rank(60), failed.level(60), failed.root(60)}),
+      (V{0, 0, 1, 1, 60}));
   EXPECT_FALSE(failed.hasChanged());
 }
 

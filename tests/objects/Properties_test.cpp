@@ -1,5 +1,4 @@
-// Ids, values and notations: which kinds have them, clearing, and the texts
-// returned through a transparent and a converting coding.
+// Ids, values and notations: which kinds have them, clearing, and texts through codings.
 #include <gtest/gtest.h>
 
 #include <string>

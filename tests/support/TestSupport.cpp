@@ -139,4 +139,39 @@ ScopedEnv::~ScopedEnv() {
   }
 }
 
+std::string renderList(::Qmdb& db, QmdbList& list) {
+  std::string out;
+  for (long h = list.first(); h != 0; h = list.next()) {
+    bool string = db.objectType(h) == QmdbString;
+    const char* text = string ? db.getValue(h) : db.getId(h);
+    std::string copy = text != nullptr ? text : "#";  // before the next call reuses the frame
+    out += (out.empty() ? "" : ",") + (string ? "'" + copy + "'" : copy);
+  }
+  return out;
+}
+
+std::vector<long> handles(QmdbList& list) {
+  std::vector<long> out;
+  for (long h = list.first(); h != 0; h = list.next()) out.push_back(h);
+  return out;
+}
+
+std::string renderAttributes(::Qmdb& db, long object) {
+  auto text = [](const char* t) { return std::string(t != nullptr ? t : "-"); };
+  std::string out;
+  for (long a = db.attribute(object, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
+       a != 0; a = db.nextAttribute(a)) {
+    out += (out.empty() ? "" : ",") + text(db.attrName(a));
+    out += "=" + text(db.attrValue(a)) + ":" + std::to_string(db.attrType(a)) + "." +
+           std::to_string(db.attrClass(a));
+  }
+  return out;
+}
+
+std::string words(const std::vector<uint8_t>& bytes, size_t offset, int count) {
+  std::string out = std::to_string(word(bytes, offset));
+  while (--count > 0) out += " " + std::to_string(word(bytes, offset += 4));
+  return out;
+}
+
 }  // namespace qmdb::test

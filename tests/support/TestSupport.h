@@ -67,4 +67,21 @@ class ScopedEnv {
 
 }  // namespace qmdb::test
 
+class QmdbList;
+
+namespace qmdb::test {
+
+/// The entries of a result list, comma-separated: an object by its id ("#"
+/// without one), a string as 'text'.
+std::string renderList(::Qmdb& db, QmdbList& list);
+/// The handles of a result list, in order.
+std::vector<long> handles(QmdbList& list);
+/// The attributes of an object as "name=value:type.class,..." ("-" for a
+/// missing name or value).
+std::string renderAttributes(::Qmdb& db, long object);
+/// `count` little-endian 32-bit words of `bytes` from `offset` on, space-separated.
+std::string words(const std::vector<uint8_t>& bytes, size_t offset, int count);
+
+}  // namespace qmdb::test
+
 #endif
