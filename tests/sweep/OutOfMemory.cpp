@@ -2,6 +2,7 @@
 // new is used: calls fail and change nothing, the database stays usable.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -174,29 +175,27 @@ TEST_F(OutOfMemory, SearchesReportMemoryOverflowAndLeaveTheDatabaseUsable) {
   db.addNode(a, "b");
   long index = db.addIndex("keys");
   db.putIndex(index, a, "k", false);
+  QmdbList found;
+  found.add(99);
+  QmdbStringList keys;
+  const std::pair<std::function<long()>, std::string> searches[] = {
+      {[&] { return db.findPath(&found, "a/b", 1, true); }, "findPath()"},
+      {[&] { return db.indexKeys(&keys, index); }, "index-keys collecting"}};
   for (bool sticky : {false, true}) {
-    SCOPED_TRACE(sticky ? "from then on" : "once");
-    QmdbList found;
-    found.add(99);
-    failAllocationAfter(1, sticky);
-    EXPECT_EQ(db.findPath(&found, "a/b", 1, true), 0);
-    EXPECT_STREQ(db.errorCode(), "MEMORYOVERFLOW");
-    EXPECT_STREQ(db.errorMessage(), "Failed to allocated memory for findPath().");
-    EXPECT_EQ(found.length(), 1);
-    EXPECT_TRUE(db.isValid());
-    failAllocationAfter(0);
-    EXPECT_EQ(db.findPath(&found, "a/b", 1, true), 1);
-
-    db.clearError();
-    QmdbStringList keys;
-    failAllocationAfter(1, sticky);
-    EXPECT_EQ(db.indexKeys(&keys, index), 0);
-    EXPECT_STREQ(db.errorCode(), "MEMORYOVERFLOW");
-    EXPECT_STREQ(db.errorMessage(), "Failed to allocated memory for index-keys collecting.");
-    EXPECT_TRUE(db.isValid());
-    failAllocationAfter(0);
-    EXPECT_EQ(db.indexKeys(&keys, index), 1);
-    db.clearError();
+    for (const auto& [search, what] : searches) {
+      SCOPED_TRACE(what + (sticky ? ", from then on" : ", once"));
+      const std::string message = "Failed to allocated memory for " + what + ".";
+      const long listed = found.length();
+      failAllocationAfter(1, sticky);
+      EXPECT_EQ(search(), 0);
+      EXPECT_STREQ(db.errorCode(), "MEMORYOVERFLOW");
+      EXPECT_STREQ(db.errorMessage(), message.c_str());
+      EXPECT_EQ(found.length(), listed);
+      EXPECT_TRUE(db.isValid());
+      failAllocationAfter(0);
+      EXPECT_EQ(search(), 1);
+      db.clearError();
+    }
   }
 }
 
