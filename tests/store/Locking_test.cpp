@@ -4,10 +4,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <climits>
 #include <cstdio>
 #include <string>
 
 #include "Qmdb/Qmdb"
+#include "Qmencoding/QmCFile.h"
 #include "support/TestSupport.h"
 
 namespace {
@@ -135,13 +137,44 @@ TEST(Locking, ReadersShareAndAWriterWaitsForNone) {
   EXPECT_EQ(renderChildren(db, 1), "a,b");
 }
 
-TEST(Locking, AReaderThatRollsBackAJournalSharesTheFileAgain) {
+TEST(Locking, RecoveryEndsSharedAndAWriterOverACrashIsSafeAtEveryCall) {
   TempDir tmp;
   std::string name = tmp.file("db.qmb");
+  std::string journal = name + "-journal";
   crashWithJournal(name, "top", 1024);
-  Qmdb reader(name.c_str(), QmdbFileRead);  // rolls back under an exclusive lock...
-  ASSERT_TRUE(reader.isValid());
-  EXPECT_EQ(openingOutcomeInChild(name, QmdbFileRead), "ok");  // ...then shares again
+  {
+    Qmdb reader(name.c_str(), QmdbFileRead);  // rolls back under an exclusive lock...
+    ASSERT_TRUE(reader.isValid());
+    EXPECT_EQ(openingOutcomeInChild(name, QmdbFileRead), "ok");  // ...then shares again
+  }
+  // Opening anew in mode 'w' over a crashed file rolls it back first: dying at
+  // any call of that opening leaves the old save, the new one, or a new file
+  // refused for never having been saved.
+  long calls = 0;
+  for (long n = 1; calls == 0 || n <= calls; ++n) {
+    SCOPED_TRACE("dying at call " + std::to_string(n));
+    std::string before = crashWithJournal(name, "again", 1024);
+    ASSERT_TRUE(exists(journal));
+    QmCFileFailAfter(calls == 0 ? LONG_MAX : n, true);
+    {
+      Qmdb db(name.c_str(), QmdbFileWrite);
+      db.addNode(1, "new");
+    }
+    if (calls == 0) {
+      calls = QmCFileCallCount();
+      n = 0;
+    }
+    QmCFileFailAfter(0);
+    Qmdb db(name.c_str(), QmdbFileRead);  // rolls back what is left, if anything
+    EXPECT_FALSE(exists(journal));
+    if (db.isValid()) {
+      std::string after = renderChildren(db, 1);
+      EXPECT_TRUE(after == before || after == "new") << after;
+    } else {
+      EXPECT_STREQ(db.errorCode(), "ILLEGALQMB");
+    }
+  }
+  EXPECT_GT(calls, 5);
 }
 
 }  // namespace
