@@ -65,10 +65,7 @@ std::string digest(Qmdb& db) {
     }
     out += "[" + std::to_string(db.objectType(p)) + " " + text(db.getGid(p)) + " " +
            text(db.getId(p)) + " " + text(db.getValue(p)) + " " + text(db.getNotation(p));
-    for (long a = db.attribute(p, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, false);
-         a != 0; a = db.nextAttribute(a)) {
-      out += " @" + text(db.attrName(a)) + "=" + text(db.attrValue(a));
-    }
+    out += " @" + qmdb::test::renderAttributes(db, p);
     if (db.objectType(p) != QmdbNode) out += ")";
   }
   for (long i = db.index(nullptr); i != 0; i = db.nextIndex(i)) {
