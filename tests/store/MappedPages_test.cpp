@@ -1,7 +1,6 @@
-// A database opened only to read maps its pages from the file instead of
-// copying them: the same tree comes back, frames unmap as they change pages,
-// a file cut short is still a read error (not a fault), and a database that
-// becomes updatable keeps no mapping of its file.
+// A database opened to read maps its pages from the file: the same tree comes
+// back, a file cut short is a read error (not a fault), and one that becomes
+// updatable keeps no mapping of its file.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -59,16 +58,15 @@ TEST_F(MappedPagesTest, ReadersSeeTheSameTreeThroughMappedFrames) {
   Qmdb db(name.c_str(), QmdbFileRead, 3, 0);
   ASSERT_TRUE(db.isValid());
   EXPECT_EQ(renderChildren(db, 1), tree);
-  // Three frames: two map their pages, the third holds a copy of the last
-  // page, which the file does not hold whole (it ends at the heap top).
+  // Two frames map their pages; the third copies the last, which the file
+  // does not hold whole (it ends at the heap top).
   EXPECT_EQ(mappingsOf(name), 2);
   QmdbList list;
   EXPECT_EQ(db.findPath(&list, ".../item", 1, true), 4000);
   EXPECT_EQ(renderChildren(db, 1), tree);
   EXPECT_EQ(mappingsOf(name), 2);
 
-  // Becoming updatable copies what the frames map: edits never reach the
-  // file through a mapping, and nothing of the file stays mapped.
+  // Becoming updatable copies what the frames map: edits never reach the file through one.
   ASSERT_TRUE(db.setUpdatable(true));
   EXPECT_EQ(mappingsOf(name), 0);
   long last = db.last(db.first(1));

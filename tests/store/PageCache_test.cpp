@@ -24,6 +24,11 @@ class PageCacheTest : public ::testing::Test {
   ScopedEnv pages{"QMPAGES", nullptr};
   ScopedEnv pageSize{"QMPAGESIZE", nullptr};
 
+  // A store of `frames` frames of `pageSize` bytes whose heap starts after the header.
+  static void start(Store& s, long frames, long pageSize = 1024) {
+    configure(s, frames, pageSize);
+    s.heapTop = 60;
+  }
   // Fills `count` records of 16 bytes with words that tell their address.
   static std::vector<long> fill(Store& s, int count) {
     std::vector<long> addresses;
@@ -45,54 +50,45 @@ class PageCacheTest : public ::testing::Test {
 };
 
 TEST_F(PageCacheTest, ConfigurationFromArgumentsEnvironmentAndDefaults) {
-  {
+  struct Row {
+    const char *pagesEnv, *sizeEnv;
+    long pages, size;
+    int32_t frameLimit, pageSize;
+    const char* warning;
+  } rows[] = {
+      {nullptr, nullptr, 0, 0, 8, 262144, ""},
+      {nullptr, "512", 0, 0, 8, 262144,
+       "QMPAGESIZE=512 is invalid (should be a number), using default (262144)"},
+      {"0", nullptr, 0, 0, 8, 262144,
+       "QMPAGES=0 is invalid (should be a number), using default (8)"},
+      {"many", nullptr, 0, 0, 8, 262144,
+       "QMPAGES=many is invalid (should be a number), using default (8)"},
+      // Both bad: the page size is settled first, so the frame limit's warning stays.
+      {"-3", "12", 0, 0, 8, 262144,
+       "QMPAGES=-3 is invalid (should be a number), using default (8)"},
+      // Arguments win over the environment.
+      {"5", "4000", 3, 4096, 3, 4096, ""},
+      {nullptr, "4000", 0, 100, 8, 100, ""},
+      // A page too small for the header and the root record falls back to the default.
+      {nullptr, nullptr, 3, 59, 3, 262144,
+       "pageSize=59 is invalid (should be a number), using default (262144)"},
+      {nullptr, nullptr, -1, 1024, 8, 1024,
+       "pages=-1 is invalid (should be a number), using default (8)"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(std::string(row.pagesEnv ? row.pagesEnv : "-") + " " +
+                 (row.sizeEnv ? row.sizeEnv : "-") + " " + std::to_string(row.pages) + " " +
+                 std::to_string(row.size));
+    ScopedEnv limit("QMPAGES", row.pagesEnv);
+    ScopedEnv size("QMPAGESIZE", row.sizeEnv);
     Store s;
-    configure(s, 0, 0);
-    EXPECT_EQ(s.frameLimit, 8);
-    EXPECT_EQ(s.pageSize, 262144);
-    EXPECT_FALSE(s.hasError);
-  }
-  {
-    ScopedEnv size("QMPAGESIZE", "512");
-    Store s;
-    configure(s, 0, 0);
-    EXPECT_EQ(s.pageSize, 262144);
-    EXPECT_EQ(std::string(s.errorCode.c_str()), "ILLEGALVALUE");
-    EXPECT_EQ(std::string(s.errorMessage.c_str()),
-              "QMPAGESIZE=512 is invalid (should be a number), using default (262144)");
+    configure(s, row.pages, row.size);
+    EXPECT_EQ(s.frameLimit, row.frameLimit);
+    EXPECT_EQ(s.pageSize, row.pageSize);
+    EXPECT_EQ(s.hasError, *row.warning != '\0');
+    EXPECT_EQ(std::string(s.errorCode.c_str()), *row.warning ? "ILLEGALVALUE" : "");
+    EXPECT_EQ(std::string(s.errorMessage.c_str()), row.warning);
     EXPECT_FALSE(s.failed);
-  }
-  for (const char* bad : {"0", "many"}) {
-    ScopedEnv limit("QMPAGES", bad);
-    Store s;
-    configure(s, 0, 0);
-    EXPECT_EQ(s.frameLimit, 8);
-    EXPECT_EQ(std::string(s.errorCode.c_str()), "ILLEGALVALUE");
-    EXPECT_EQ(
-        std::string(s.errorMessage.c_str()),
-        std::string("QMPAGES=") + bad + " is invalid (should be a number), using default (8)");
-  }
-  {
-    // Both bad: the page size is settled first, so the frame limit's warning stays.
-    ScopedEnv size("QMPAGESIZE", "12");
-    ScopedEnv limit("QMPAGES", "-3");
-    ScopedEnv ignored("QMPAGESIZE", "4000");
-    Store s;
-    configure(s, 0, 4096);
-    EXPECT_EQ(s.pageSize, 4096);
-    configure(s, 0, 100);
-    EXPECT_EQ(s.pageSize, 100);
-    EXPECT_EQ(std::string(s.errorMessage.c_str()),
-              "QMPAGES=-3 is invalid (should be a number), using default (8)");
-  }
-  {
-    // A page too small for the header and the root record falls back to the default.
-    Store s;
-    configure(s, 3, 59);
-    EXPECT_EQ(s.pageSize, 262144);
-    EXPECT_EQ(s.frameLimit, 3);
-    EXPECT_EQ(std::string(s.errorMessage.c_str()),
-              "pageSize=59 is invalid (should be a number), using default (262144)");
   }
 }
 
@@ -114,8 +110,7 @@ TEST_F(PageCacheTest, ReserveKeepsRecordsWithinOnePage) {
 
 TEST_F(PageCacheTest, EvictsLeastRecentlyUsedAndReadsBackThroughTemporaryFile) {
   Store s;
-  configure(s, 2, 1024);
-  s.heapTop = 60;
+  start(s, 2);
   // Two pages fit in two frames: no file is made.
   auto small = fill(s, 100);
   EXPECT_EQ(s.heapTop, 1024 + 40 * 16);  // 60 records on page 0, the last 4 bytes skipped
@@ -160,9 +155,7 @@ TEST_F(PageCacheTest, DefaultLimitGrowsOnlyWhenPagesComeBackSoonAfterEviction) {
   {
     // Written once and read through in order: no page comes back soon, the limit stays.
     Store s;
-    configure(s, 0, 1024);
-    EXPECT_EQ(s.frameLimit, 8);
-    s.heapTop = 60;
+    start(s, 0);
     auto pages = fillPages(s, 40);
     cycle(s, pages, pages.size(), 2);
     EXPECT_EQ(s.frameLimit, 8);
@@ -180,8 +173,7 @@ TEST_F(PageCacheTest, DefaultLimitGrowsOnlyWhenPagesComeBackSoonAfterEviction) {
     // Random reads of 40 pages keep bringing back pages evicted a little
     // earlier; the growth stops at 16 MiB of frames: 32 frames of 512 KiB.
     Store s;
-    configure(s, 0, 512 * 1024);
-    s.heapTop = 60;
+    start(s, 0, 512 * 1024);
     auto pages = fillPages(s, 40);
     uint32_t seed = 1;
     for (int i = 0; i < 2000; ++i) {
@@ -198,8 +190,7 @@ TEST_F(PageCacheTest, DefaultLimitGrowsOnlyWhenPagesComeBackSoonAfterEviction) {
   for (bool fromEnvironment : {false, true}) {
     ScopedEnv limit("QMPAGES", fromEnvironment ? "8" : nullptr);
     Store s;
-    configure(s, fromEnvironment ? 0 : 8, 1024);
-    s.heapTop = 60;
+    start(s, fromEnvironment ? 0 : 8);
     auto pages = fillPages(s, 40);
     cycle(s, pages, 12, 6);
     EXPECT_EQ(s.frameLimit, 8);
@@ -208,41 +199,49 @@ TEST_F(PageCacheTest, DefaultLimitGrowsOnlyWhenPagesComeBackSoonAfterEviction) {
   }
 }
 
-TEST_F(PageCacheTest, FrameLimitOneStillReadsEverythingBack) {
+TEST_F(PageCacheTest, OneFrameReadsEverythingBackAndReleaseStopsAtTwo) {
   Store s;
-  configure(s, 1, 1024);
-  s.heapTop = 60;
+  start(s, 1);
   auto all = fill(s, 500);
   check(s, all);
   EXPECT_EQ(s.frameCount, 1);
-  close(s);
-}
-
-TEST_F(PageCacheTest, HeadHitsDoNoInputOutput) {
-  Store s;
-  configure(s, 1, 1024);
-  s.heapTop = 60;
-  auto all = fill(s, 200);  // spills: a swap file exists
-  get32(s, all[0]);
+  // Hits on the head frame do no input or output.
   QmCFileFailAfter(0);
-  EXPECT_EQ(get32(s, all[0]), all[0] * 7);
-  EXPECT_EQ(get32(s, all[1] + 4), all[1] * 7 + 4);
+  EXPECT_EQ(get32(s, all[499]), all[499] * 7);
+  EXPECT_EQ(get32(s, all[498] + 4), all[498] * 7 + 4);
   EXPECT_EQ(QmCFileCallCount(), 0);
   close(s);
+
+  Store eight;
+  start(eight, 8);
+  all = fill(eight, 400);
+  EXPECT_EQ(eight.frameCount, 7);
+  shrink(eight);
+  EXPECT_EQ(eight.frameCount, 2);
+  EXPECT_FALSE(releaseLeastRecentlyUsed(eight));
+  check(eight, all);
+  close(eight);
 }
 
-TEST_F(PageCacheTest, PagesMissingFromTheSwapFileAreAFatalReadError) {
+TEST_F(PageCacheTest, MissingSwapPagesAndNegativeAddressesAreFatal) {
   Store s;
   configure(s, 1, 1024);
   s.heapTop = 4096;
   s.swapPages = 4;  // pages below this would be read from a file: none is open
   s.named = false;
-  uint8_t* p = resolve(s, 3000);  // the first miss makes the temporary file and reads
-  EXPECT_EQ(p, nullptr);          // ...which is empty, so the read fails
+  // The first miss makes the temporary file and reads, which fails: it is empty.
+  EXPECT_EQ(resolve(s, 3000), nullptr);
   EXPECT_EQ(std::string(s.errorCode.c_str()), "NOFILEREAD");
   EXPECT_EQ(std::string(s.errorMessage.c_str()), "Could not fread page 2");
   EXPECT_TRUE(s.failed);
   close(s);
+
+  Store n;
+  configure(n, 2, 1024);
+  EXPECT_EQ(resolve(n, -5), nullptr);
+  EXPECT_EQ(std::string(n.errorCode.c_str()), "CANNOTHAPPEN");
+  EXPECT_EQ(std::string(n.errorMessage.c_str()), "Negative swap-file address encountered: -5");
+  EXPECT_TRUE(n.failed);
 }
 
 // A header may claim more heap than its file holds: walks are bounded by what
@@ -250,7 +249,6 @@ TEST_F(PageCacheTest, PagesMissingFromTheSwapFileAreAFatalReadError) {
 TEST_F(PageCacheTest, WalksCountOnlyTheBytesTheFileHolds) {
   const std::string name = tmp.file("cut.qmb");
   Store w;
-  configure(w, 2, 1024);
   open(w, name.c_str(), 'w', 2, 1024);
   fill(w, 400);
   ASSERT_GE(save(w), 0);
@@ -272,15 +270,6 @@ TEST_F(PageCacheTest, WalksCountOnlyTheBytesTheFileHolds) {
   close(cut);
 }
 
-TEST_F(PageCacheTest, NegativeAddressIsAFatalBug) {
-  Store s;
-  configure(s, 2, 1024);
-  EXPECT_EQ(resolve(s, -5), nullptr);
-  EXPECT_EQ(std::string(s.errorCode.c_str()), "CANNOTHAPPEN");
-  EXPECT_EQ(std::string(s.errorMessage.c_str()), "Negative swap-file address encountered: -5");
-  EXPECT_TRUE(s.failed);
-}
-
 TEST_F(PageCacheTest, FieldsAtOrAboveTheHeapTopReadAsZero) {
   Store s;
   configure(s, 2, 1024);
@@ -290,14 +279,14 @@ TEST_F(PageCacheTest, FieldsAtOrAboveTheHeapTopReadAsZero) {
   EXPECT_FALSE(put32(s, 61, 1));  // would pass the heap top
   EXPECT_EQ(get32(s, 62), 0);
   s.heapTop = 2048;
-  EXPECT_EQ(get32(s, 1022), 0);  // would straddle pages 0 and 1
-  EXPECT_EQ(get8(s, 1023), get8(s, 1023));
+  EXPECT_EQ(get32(s, 1022), 0);   // would straddle pages 0 and 1
+  EXPECT_TRUE(put8(s, 1023, 9));  // a byte at the page's end fits
+  EXPECT_EQ(get8(s, 1023), 9);
 }
 
 TEST_F(PageCacheTest, HeapStringsNeedTheirZeroInsideThePage) {
   Store s;
-  configure(s, 2, 1024);
-  s.heapTop = 60;
+  start(s, 2);
   long a = writeHeapString(s, "abc", 3);
   EXPECT_EQ(a, 60);
   EXPECT_EQ(s.heapTop, 64);
@@ -344,47 +333,27 @@ std::string frameOrder(const Store& s) {
 }
 
 TEST_F(PageCacheTest, HitsOnAnyFrameKeepTheMostRecentlyUsedOrder) {
-  Store s;
-  configure(s, 3, 1024);
-  s.heapTop = 60;
-  auto pages = fillPages(s, 3);  // pages 1 to 3; page 0 has left the cache
-  EXPECT_EQ(frameOrder(s), "321");
-  get32(s, pages[1]);  // the second frame
-  EXPECT_EQ(frameOrder(s), "231");
-  get32(s, pages[2]);
-  EXPECT_EQ(frameOrder(s), "321");
-  get32(s, pages[0]);  // the tail
-  EXPECT_EQ(frameOrder(s), "132");
-  get32(s, pages[1]);  // the second frame, which was the tail's neighbour
-  EXPECT_EQ(frameOrder(s), "213");
-  get32(s, 60);  // a miss reuses the least recently used frame
-  EXPECT_EQ(frameOrder(s), "021");
-  close(s);
-
-  // With two frames the second is the tail, and the old head becomes it.
-  Store two;
-  configure(two, 2, 1024);
-  two.heapTop = 60;
-  pages = fillPages(two, 2);
-  EXPECT_EQ(frameOrder(two), "21");
-  get32(two, pages[0]);
-  EXPECT_EQ(frameOrder(two), "12");
-  get32(two, 60);
-  EXPECT_EQ(frameOrder(two), "01");
-  close(two);
-}
-
-TEST_F(PageCacheTest, ReleaseStopsAtTwoFrames) {
-  Store s;
-  configure(s, 8, 1024);
-  s.heapTop = 60;
-  auto all = fill(s, 400);
-  EXPECT_EQ(s.frameCount, 7);
-  shrink(s);
-  EXPECT_EQ(s.frameCount, 2);
-  EXPECT_FALSE(releaseLeastRecentlyUsed(s));
-  check(s, all);
-  close(s);
+  // Per frame limit: the page each step touches and the order it leaves, from
+  // three frames holding pages 1 to 3 (page 0 has left the cache), or two.
+  struct Step {
+    long page;
+    const char* order;
+  };
+  const std::vector<Step> three = {
+      {2, "231"}, {3, "321"}, {1, "132"}, {2, "213"}, {0, "021"}};  // the second, the tail, a miss
+  const std::vector<Step> two = {{1, "12"}, {0, "01"}};             // the old head becomes the tail
+  for (const auto& [frames, steps] : {std::pair{3, three}, std::pair{2, two}}) {
+    Store s;
+    start(s, frames);
+    fillPages(s, frames);
+    EXPECT_EQ(frameOrder(s), frames == 3 ? "321" : "21");
+    for (const Step& step : steps) {
+      SCOPED_TRACE(std::to_string(frames) + " frames, page " + std::to_string(step.page));
+      get32(s, step.page * 1024 + 60);
+      EXPECT_EQ(frameOrder(s), step.order);
+    }
+    close(s);
+  }
 }
 
 }  // namespace

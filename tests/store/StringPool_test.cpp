@@ -44,15 +44,12 @@ TEST(StringPool, ABufferLookedUpAgainIsReadAgain) {
   ASSERT_TRUE(pool.add("first", 100));
   ASSERT_TRUE(pool.add("second", 200));
   char buffer[16];
-  strcpy(buffer, "first");
-  EXPECT_EQ(pool.find(buffer), 100);
-  EXPECT_EQ(pool.find(buffer), 100);
-  strcpy(buffer, "second");
-  EXPECT_EQ(pool.find(buffer), 200);
-  strcpy(buffer, "secon");
-  EXPECT_EQ(pool.find(buffer), 0);
-  strcpy(buffer, "first");
-  EXPECT_EQ(pool.find(buffer), 100);
+  const std::pair<const char*, long> lookups[] = {
+      {"first", 100}, {"first", 100}, {"second", 200}, {"secon", 0}, {"first", 100}};
+  for (const auto& [text, address] : lookups) {
+    strcpy(buffer, text);
+    EXPECT_EQ(pool.find(buffer), address) << text;
+  }
   // Growth moves the slots; the buffer still finds its name.
   for (int i = 0; i < 100; ++i) ASSERT_TRUE(pool.add(("grow" + std::to_string(i)).c_str(), i + 1));
   EXPECT_EQ(pool.find(buffer), 100);

@@ -72,22 +72,6 @@ int cutClose(FILE* file) {
   return state->below->close(file);
 }
 
-int cutSeek(FILE* file, long offset) {
-  return powered() ? state->below->seek(file, offset) : -1;
-}
-
-size_t cutRead(void* buffer, size_t length, FILE* file) {
-  return powered() ? state->below->read(buffer, length, file) : 0;
-}
-
-size_t cutWrite(const void* buffer, size_t length, FILE* file) {
-  return powered() ? state->below->write(buffer, length, file) : 0;
-}
-
-int cutFlush(FILE* file) {
-  return powered() ? state->below->flush(file) : EOF;
-}
-
 int cutSync(FILE* file) {
   if (!powered()) return -1;
   int result = state->below->flush(file);
@@ -96,10 +80,6 @@ int cutSync(FILE* file) {
     state->durable[name] = contentOf(name);
   }
   return result;
-}
-
-int cutTruncate(FILE* file, long length) {
-  return powered() ? state->below->truncate(file, length) : -1;
 }
 
 int cutRemove(const char* name) {
@@ -122,9 +102,22 @@ int cutSyncDirectory(const char* name) {
   return 0;
 }
 
-constexpr QmCFileLayer kPowerCutLayer = {cutOpen,   cutClose,        cutSeek, cutRead,
-                                         cutWrite,  cutFlush,        cutSync, cutTruncate,
-                                         cutRemove, cutSyncDirectory};
+// Calls that only move bytes pass through while the power is on.
+constexpr QmCFileLayer kPowerCutLayer = {
+    cutOpen,
+    cutClose,
+    [](FILE* file, long offset) { return powered() ? state->below->seek(file, offset) : -1; },
+    [](void* buffer, size_t length, FILE* file) {
+      return powered() ? state->below->read(buffer, length, file) : 0;
+    },
+    [](const void* buffer, size_t length, FILE* file) {
+      return powered() ? state->below->write(buffer, length, file) : 0;
+    },
+    [](FILE* file) { return powered() ? state->below->flush(file) : EOF; },
+    cutSync,
+    [](FILE* file, long length) { return powered() ? state->below->truncate(file, length) : -1; },
+    cutRemove,
+    cutSyncDirectory};
 
 }  // namespace
 

@@ -1,15 +1,9 @@
-// A file layer for the text library's seam that loses power on demand.
-//
-// It passes every call to the system (syncs only flush: what they would make
-// durable is recorded instead) and keeps, per file, the content that the last
-// sync made durable and, per directory, the names that the last directory
-// sync made durable. At the chosen call the power goes: that call and every
-// later one fail without touching anything, and restore() then rewrites the
-// directory as a disk may show it after the cut: only what was synced
-// (durable names with their durable content, everything unsynced gone),
-// everything the system had been given before the cut, or the written
-// content of only the durable names. Files that exist when
-// they are first seen count as durable. One thread, one cut at a time.
+// A file layer for the text library's seam that loses power on demand. It
+// passes every call to the system but records, instead of making durable, what
+// syncs of files and directories would keep. At the chosen call the power goes:
+// that call and every later one fail untouched, and restore() rewrites the
+// files as a disk may show them after the cut. Files that exist when first
+// seen count as durable. One thread, one cut at a time.
 #ifndef QMDB_TESTS_SUPPORT_POWERCUT_H
 #define QMDB_TESTS_SUPPORT_POWERCUT_H
 
@@ -29,13 +23,11 @@ class PowerCut {
   long calls() const;
   /// Whether the power went.
   bool cut() const;
-  /// What survives the cut.
+  /// What survives the cut: only synced content under synced names (the
+  /// rest removed); everything as the system held it at the cut; or that,
+  /// but only under synced names (a file removed by then keeps its synced content).
   enum class Survivors { kSyncedOnly, kAllWritten, kWrittenToSyncedNames };
-  /// Leaves on disk what survived: with kSyncedOnly every file seen is
-  /// rewritten with its durable content, or removed when its name was not
-  /// durable; with kAllWritten every file is as it was when the power went;
-  /// with kWrittenToSyncedNames the files of durable names are as they were
-  /// when the power went (or durable, when removed by then), the others gone.
+  /// Leaves on disk what survived, for every file seen.
   void restore(Survivors survivors);
 };
 

@@ -4,20 +4,20 @@
 #include "Qmencoding/QmCFile.h"
 
 #include <dirent.h>
+#include <ftw.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <stdexcept>
 
 namespace qmdb::test {
 
 std::string renderTree(::Qmdb& db, long object) {
   // Texts are copied at once: with a small cache the next call may reuse their frame.
-  auto copy = [](const char* text, const char* absent) { return std::string(text != nullptr ? text : absent); };
+  auto copy = [](const char* text, const char* absent) {
+    return std::string(text != nullptr ? text : absent);
+  };
   switch (db.objectType(object)) {
     case QmdbNode: {
       std::string out = copy(db.getId(object), "#");
@@ -51,55 +51,38 @@ std::string crashWithJournal(const std::string& name, const char* text, long pag
   db.flush(false);
   std::string saved = renderChildren(db, 1);
   for (int i = 0; i < 100; ++i) db.addString(top, "lost");  // overwrites saved pages
-  QmCFileFailAfter(1, true);  // the process dies before its next save
+  QmCFileFailAfter(1, true);                                // the process dies before its next save
   db.flush(false);
   QmCFileFailAfter(0);
   return saved;
 }
 
-namespace {
-void removeTree(const std::string& path) {
-  DIR* dir = opendir(path.c_str());
-  if (dir != nullptr) {
-    while (dirent* entry = readdir(dir)) {
-      if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "..") == 0) continue;
-      std::string child = path + "/" + entry->d_name;
-      struct stat info;
-      if (lstat(child.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
-        removeTree(child);
-      } else {
-        unlink(child.c_str());
-      }
-    }
-    closedir(dir);
-  }
-  rmdir(path.c_str());
-}
-}  // namespace
-
 TempDir::TempDir() {
   const char* base = getenv("TMPDIR");
-  std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") +
-                        "/qmdb_test_XXXXXX";
+  std::string pattern =
+      std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/qmdb_test_XXXXXX";
   std::vector<char> buffer(pattern.begin(), pattern.end());
   buffer.push_back('\0');
   if (mkdtemp(buffer.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
   path_ = buffer.data();
 }
 
-TempDir::~TempDir() { removeTree(path_); }
+TempDir::~TempDir() {
+  nftw(
+      path_.c_str(), [](const char* path, const struct stat*, int, FTW*) { return ::remove(path); },
+      16, FTW_DEPTH | FTW_PHYS);
+}
 
 std::vector<std::string> TempDir::list() const {
   std::vector<std::string> names;
-  DIR* dir = opendir(path_.c_str());
-  if (dir == nullptr) return names;
-  while (dirent* entry = readdir(dir)) {
-    if (strcmp(entry->d_name, ".") != 0 && strcmp(entry->d_name, "..") != 0) {
-      names.push_back(entry->d_name);
-    }
+  dirent** entries = nullptr;
+  int count = scandir(path_.c_str(), &entries, nullptr, alphasort);
+  for (int i = 0; i < count; ++i) {
+    std::string name = entries[i]->d_name;
+    if (name != "." && name != "..") names.push_back(name);
+    free(entries[i]);
   }
-  closedir(dir);
-  std::sort(names.begin(), names.end());
+  free(entries);
   return names;
 }
 

@@ -1,15 +1,9 @@
-// Every allocation of a realistic session fails in turn, once and from then
-// on: building a document, editing it (also in a pushed coding and through
-// the flat interface), copying from a scratch database, searching, index
-// work, a flush, more edits and the close. No exception may leave the
-// library and nothing may abort; a database that still calls itself usable
-// before its close must reopen exactly as it held, and one whose close went
-// wrong must hold its last flushed state or the newer one.
-//
-// This program replaces the global operator new (FailingNew.cpp), so the
-// counter covers the library's std::string and container growth as well as
-// its own buffers. The session itself makes no allocation of its own while
-// the seam is armed: it only calls the library.
+// Every allocation of a session (build, edit in a coding and through the flat
+// interface, copy from a scratch database, search, index, flush, edit, close)
+// fails in turn, once and from then on. Nothing may throw or abort; a database
+// usable before its close reopens exactly as it held, one whose close went
+// wrong holds its last flushed state or the newer one. The session allocates
+// nothing of its own while the seam (FailingNew.cpp covers operator new) is armed.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,9 +23,8 @@ namespace {
 using qmdb::store::allocationsCounted;
 using qmdb::store::failAllocationAfter;
 
-// Arms the seam for one run: allocation `at` of the run fails (and, when
-// sticky, every later one); at 0 only counts. Pausing keeps the count, so the
-// test can look at the database without its own allocations being numbered.
+// Arms the seam for one run: allocation `at` fails (and, when sticky, every
+// later one); 0 only counts. A pause keeps the count while the test looks.
 class Trigger {
  public:
   Trigger(long at, bool sticky) : at_(at), sticky_(sticky) {}
@@ -61,9 +54,8 @@ std::string text(const char* t) {
   return t != nullptr ? t : "-";
 }
 
-// A digest of everything a database holds that a caller can see: every
-// object in document order with its kind, names, value, notation and
-// attributes, then every index with its keys and their entries.
+// What a caller can see: every object in document order with its kind, names,
+// value, notation and attributes, then every index with its keys and entries.
 std::string digest(Qmdb& db) {
   std::string out;
   for (long p = db.next(1, QmdbTree); p != 0; p = db.next(p, QmdbTree)) {
@@ -105,11 +97,7 @@ struct Outcome {
 const char* const kNames[] = {"chapter", "section", "note"};
 const char* const kKeys[] = {"alpha", "beta", "gamma", "delta", "omega", "pi"};
 const char* const kLatin1Text =
-    "\xE9t\xE9 comme hiver, na\xEF"
-    "ve fa\xE7"
-    "ade, \xE0 la fen\xEA"
-    "tre du ch\xE2"
-    "teau fort";
+    "\351t\351 comme hiver, na\357ve fa\347ade, \340 la fen\352tre du ch\342teau fort";
 const char* const kTexts[] = {"A short text", "Another text of some more length, to fill pages",
                               "x", "The last of the texts"};
 
@@ -136,12 +124,9 @@ void session(const char* path, FILE* errors, Trigger& trigger, Outcome& out) {
     }
   }
 
-  // Text in a pushed coding, in and out; long enough that conversions grow
-  // their strings several times.
+  // Text in a pushed coding, in and out, long enough to grow its strings.
   if (db->pushCoding("ISO8859-1")) {
-    long cafe = db->addNode(book,
-                            "caf\xE9-cr\xE8me-br\xFBl\xE9"
-                            "e");
+    long cafe = db->addNode(book, "caf\351-cr\350me-br\373l\351e");
     db->setValue(db->addString(cafe, "\xE9t\xE9"), kLatin1Text);
     db->getGid(cafe);
     db->getValue(db->first(cafe));
@@ -169,8 +154,7 @@ void session(const char* path, FILE* errors, Trigger& trigger, Outcome& out) {
   db->dropTree(chapters[6]);
   db->setAttrValue(db->attribute(chapters[7], "id", type, cls, true), "zeta");
 
-  // A nameless scratch database whose pages spill to a swap file: copied
-  // from, linked to and indexed into until it goes before the flush.
+  // A nameless scratch database spilling to a swap file, copied, linked and indexed.
   Qmdb* scratch = Qmdb_new(nullptr, QmdbFileDefault, 1, 1024);
   long fromScratch = 0;
   if (scratch != nullptr) {
@@ -233,12 +217,10 @@ void session(const char* path, FILE* errors, Trigger& trigger, Outcome& out) {
   out.closeReported = ftell(errors) != printed;
 }
 
-// How the runs ended, for the closing line.
+// How the runs ended: no database made, unusable before the close, usable but
+// the close reported a problem, usable and reopened exactly as it held.
 struct Tally {
-  long noDatabase = 0;     // the constructor could not even make the object
-  long unusable = 0;       // the database gave up before its close
-  long closeReported = 0;  // usable to the end, but the close reported a problem
-  long intact = 0;         // usable to the end and reopened exactly as it held
+  long noDatabase = 0, unusable = 0, closeReported = 0, intact = 0;
 };
 
 // Runs the session with allocation `at` failing (0: none) and checks what it
@@ -281,9 +263,7 @@ long runAndCheck(long at, bool sticky, Tally& tally) {
     // The close failed or was not asked to save: all of it or none of it.
     EXPECT_TRUE(again.isValid());
     std::string held = digest(again);
-    if (held != out.atEnd) {
-      EXPECT_EQ(held, out.atFlush);
-    }
+    EXPECT_TRUE(held == out.atEnd || held == out.atFlush) << held;
   }
   return trigger.used();
 }
@@ -294,26 +274,16 @@ class AllocationSweep : public ::testing::Test {
 };
 
 TEST_F(AllocationSweep, EveryAllocationOfASessionFailsInTurn) {
-  // Hundreds of runs each sync their saves; in memory that costs nothing, and
-  // what a sync leaves after a power cut is another test's business.
+  // Hundreds of runs sync their saves: cheap in memory.
   struct stat shm;
   bool inMemory =
       stat("/dev/shm", &shm) == 0 && S_ISDIR(shm.st_mode) && access("/dev/shm", W_OK) == 0;
   qmdb::test::ScopedEnv tmp("TMPDIR", inMemory ? "/dev/shm" : getenv("TMPDIR"));
   Tally tally;
   const long total = runAndCheck(0, false, tally);
-  ASSERT_GT(total, 100);  // the session really allocates
-  long failures = 0;
-  for (long at = 1; at <= total && failures < 20; ++at) {
-    for (bool sticky : {false, true}) {
-      int before =
-          ::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count();
-      runAndCheck(at, sticky, tally);
-      if (::testing::UnitTest::GetInstance()->current_test_info()->result()->total_part_count() !=
-          before) {
-        ++failures;
-      }
-    }
+  ASSERT_GT(total, 100);                                   // the session really allocates
+  for (long at = 1; at <= total && !HasFailure(); ++at) {  // a failing run is enough
+    for (bool sticky : {false, true}) runAndCheck(at, sticky, tally);
   }
   printf(
       "allocation points: %ld, each failing once and from then on; runs: %ld without a "

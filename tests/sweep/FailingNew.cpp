@@ -1,13 +1,7 @@
-// Global operator new and delete for the allocation sweep's program only.
-//
-// Every C++ allocation of the process passes the library's allocation seam,
-// so that a sweep can make any one of them fail: the engine's own buffers go
-// through the seam already, and this puts the growth of std::string,
-// std::vector, the hash tables and everything else made with new behind the
-// same counter. The seam counts only while a test has armed it, and a test
-// arms it only around library calls, so the counter numbers exactly the
-// allocations made inside the library. Memory comes from malloc, so the
-// sanitizers still see every block.
+// Global operator new and delete for the out-of-memory program: every C++
+// allocation passes the library's allocation seam, so that a test can make any
+// one fail. Every form is replaced (the sanitizers' own would bypass the seam);
+// memory comes from malloc, so the sanitizers still see every block.
 #include <cstdlib>
 #include <new>
 

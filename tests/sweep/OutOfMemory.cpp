@@ -1,12 +1,13 @@
-// Running out of memory where only a failing operator new can reach: string
-// growth in the text library, conversions at both interfaces, the error
-// state and the holding strings of a new thread.
+// Running out of memory, in the library's own buffers and wherever operator
+// new is used: calls fail and change nothing, the database stays usable.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <thread>
 
 #include "Qmdb/Qmdb"
+#include "Qmdb/handle/Internal.h"
 #include "Qmdb/qmdb.h"
 #include "Qmdb/store/Allocation.h"
 #include "Qmencoding/QmCEncoding.h"
@@ -14,6 +15,7 @@
 
 namespace {
 
+using qmdb::handle::Internal;
 using qmdb::store::failAllocationAfter;
 using qmdb::test::renderChildren;
 
@@ -124,15 +126,77 @@ TEST_F(OutOfMemory, ACopyWhoseTextCannotBeConvertedFails) {
   EXPECT_STREQ(target.getId(copied), kLatin1);
 }
 
-TEST_F(OutOfMemory, ProblemsAreRecordedWithoutMemory) {
+TEST_F(OutOfMemory, CacheStopsGrowingAndWorkGoesOn) {
+  Qmdb db(nullptr, QmdbFileWrite, 8, 1024);
+  long top = db.addNode(1, "top");
+  for (int i = 0; i < 30; ++i) db.addString(top, "page one and two");
+  EXPECT_EQ(Internal::store(db)->frameCount, 2);
+  failAllocationAfter(1);  // the next frame cannot be had
+  for (int i = 0; i < 300; ++i) db.addString(top, "spills past two frames");
+  EXPECT_TRUE(db.isValid());
+  EXPECT_EQ(Internal::store(db)->frameCount, 2);
+  EXPECT_EQ(Internal::store(db)->frameLimit, 2);
+  EXPECT_EQ(db.count(top, QmdbSiblings), 330);
+  EXPECT_STREQ(db.getValue(db.last(top)), "spills past two frames");
+}
+
+TEST_F(OutOfMemory, NamesAndListsStayAsTheyWere) {
+  Qmdb db;
+  long n = db.addNode(1, "n");
+  // Short names go in pool blocks that exist already; a long one needs its own.
+  std::string fresh(10000, 'f');
+  failAllocationAfter(1);
+  EXPECT_EQ(db.setGid(n, fresh.c_str()), 0);
+  EXPECT_STREQ(db.getGid(n), "n");
+  EXPECT_EQ(db.setGid(n, "n"), n);  // already pooled: nothing to allocate
+
+  QmdbList list;
+  list.add(5);
+  failAllocationAfter(1, true);
+  EXPECT_FALSE(list.add(6));
+  EXPECT_FALSE(list.insert(7));
+  EXPECT_EQ(list.length(), 1);
+  EXPECT_EQ(list.first(), 5);
+  failAllocationAfter(0);
+  QmdbStringList strings;
+  strings.add("kept");
+  strings.first();
+  failAllocationAfter(1, true);
+  EXPECT_FALSE(strings.add("lost"));
+  EXPECT_FALSE(strings.replace("lost"));
+  EXPECT_EQ(strings.length(), 1);
+  EXPECT_STREQ(strings.first(), "kept");
+}
+
+// Once and from then on, so that the problem is recorded without memory too.
+TEST_F(OutOfMemory, SearchesReportMemoryOverflowAndLeaveTheDatabaseUsable) {
   Qmdb db;
   long a = db.addNode(1, "a");
   db.addNode(a, "b");
-  failAllocationAfter(1, true);
-  EXPECT_EQ(db.findPath(nullptr, "a/b", 1, true), 0);
-  EXPECT_STREQ(db.errorCode(), "MEMORYOVERFLOW");
-  EXPECT_STREQ(db.errorMessage(), "Failed to allocated memory for findPath().");
-  EXPECT_TRUE(db.isValid());
+  long index = db.addIndex("keys");
+  db.putIndex(index, a, "k", false);
+  QmdbList found;
+  found.add(99);
+  QmdbStringList keys;
+  const std::pair<std::function<long()>, std::string> searches[] = {
+      {[&] { return db.findPath(&found, "a/b", 1, true); }, "findPath()"},
+      {[&] { return db.indexKeys(&keys, index); }, "index-keys collecting"}};
+  for (bool sticky : {false, true}) {
+    for (const auto& [search, what] : searches) {
+      SCOPED_TRACE(what + (sticky ? ", from then on" : ", once"));
+      const std::string message = "Failed to allocated memory for " + what + ".";
+      const long listed = found.length();
+      failAllocationAfter(1, sticky);
+      EXPECT_EQ(search(), 0);
+      EXPECT_STREQ(db.errorCode(), "MEMORYOVERFLOW");
+      EXPECT_STREQ(db.errorMessage(), message.c_str());
+      EXPECT_EQ(found.length(), listed);
+      EXPECT_TRUE(db.isValid());
+      failAllocationAfter(0);
+      EXPECT_EQ(search(), 1);
+      db.clearError();
+    }
+  }
 }
 
 TEST_F(OutOfMemory, HooksAreNotAddedAndNotListedWithoutMemory) {

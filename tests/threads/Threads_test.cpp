@@ -1,7 +1,6 @@
-// Different databases used from different threads at once, each converting
-// its text from Latin-1: nothing is shared between them (holding strings, the
-// file seam's counters, locks), so every thread reads back exactly what it
-// wrote. Built on its own under ThreadSanitizer by scripts/test.
+// Databases used from different threads at once, each converting from Latin-1,
+// share nothing (holding strings, the file seam's counters, locks): every
+// thread reads back exactly what it wrote. scripts/test also runs it under TSan.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -20,8 +19,8 @@ std::string latin1Text(int thread, int item) {
   return "caf\xe9 \xfc" + std::to_string(thread) + "." + std::to_string(item);
 }
 
-// Builds a database in `name` (a cache of two small frames, so pages go to
-// the file and come back), saves it, reads it back; the number of mismatches.
+// Builds `name` in two small frames (pages go to the file and come back),
+// saves and reads it back; the number of mismatches.
 int buildAndReadBack(const std::string& name, int thread) {
   int mismatches = 0;
   {
