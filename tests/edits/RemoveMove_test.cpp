@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "Qmdb/Qmdb"
 #include "support/TestSupport.h"
@@ -10,6 +11,7 @@ namespace {
 
 using qmdb::test::renderChildren;
 using qmdb::test::renderTree;
+using V = std::vector<long>;
 
 const auto kType = static_cast<QmdbAttributeType>(3);
 const auto kClass = static_cast<QmdbAttributeClass>(4);
@@ -74,14 +76,11 @@ TEST(RemoveMove, MovingWithinOneDatabase) {
   // A node may move under its former child, which first takes its place.
   EXPECT_EQ(db.moveObject(u.a, 0, u.n), u.n);
   EXPECT_EQ(renderChildren(db, 1), "a(n),p(x,'b',y)");
-  EXPECT_EQ(db.moveObject(u.n, 0, u.n), 0);
-  EXPECT_EQ(db.moveObject(u.p, u.x, u.x), 0);
-  EXPECT_EQ(db.moveObject(u.p, 1, u.x), 0);
-  // A tree may not move into itself, nor after an object outside the parent.
-  EXPECT_EQ(db.moveTree(u.n, 0, u.a), 0);
-  EXPECT_EQ(db.moveTree(u.a, 0, u.a), 0);
-  EXPECT_EQ(db.moveTree(u.p, u.a, u.x), 0);
-  EXPECT_EQ(db.moveTree(u.p, u.x, u.x), 0);
+  // Nothing moves under or after itself, nor after an object outside the parent.
+  EXPECT_EQ((V{db.moveObject(u.n, 0, u.n), db.moveObject(u.p, u.x, u.x), db.moveObject(u.p, 1, u.x),
+               db.moveTree(u.n, 0, u.a), db.moveTree(u.a, 0, u.a), db.moveTree(u.p, u.a, u.x),
+               db.moveTree(u.p, u.x, u.x)}),
+            V(7, 0));
   // Nor may a detached node move alone below its own child: it keeps its children.
   long loose = db.node("loose");
   long child = db.addNode(loose, "child");
@@ -91,9 +90,7 @@ TEST(RemoveMove, MovingWithinOneDatabase) {
 
   db.hasChanged();
   ASSERT_TRUE(db.setUpdatable(false));
-  EXPECT_EQ(db.removeObject(u.x), 0);
-  EXPECT_FALSE(db.dropTree(u.x));
-  EXPECT_EQ(db.moveTree(1, 0, u.x), 0);
+  EXPECT_EQ((V{db.removeObject(u.x), db.dropTree(u.x), db.moveTree(1, 0, u.x)}), V(3, 0));
   EXPECT_FALSE(db.hasChanged());
   EXPECT_EQ(renderChildren(db, 1), "a(n),p(x,'b',loose(child),y)");
 }
@@ -125,10 +122,10 @@ TEST(RemoveMove, MovingAcrossDatabases) {
   long other = source.addNode(1, "other");
   long stray = db.node("stray");
   long size = db.getSize();
-  EXPECT_EQ(db.moveTree(top, stray, &source, other), 0);  // stray is no child of top
-  EXPECT_EQ(db.moveObject(1, 0, nullptr, other), 0);
-  ASSERT_TRUE(source.setUpdatable(false));
-  EXPECT_EQ(db.moveTree(1, 0, &source, other), 0);  // the source must be updatable
+  // After an object that is no child of the parent; from no database; from a read-only one.
+  EXPECT_EQ((V{db.moveTree(top, stray, &source, other), db.moveObject(1, 0, nullptr, other),
+               source.setUpdatable(false), db.moveTree(1, 0, &source, other)}),
+            (V{0, 0, 1, 0}));
   EXPECT_EQ(db.getSize(), size);
   EXPECT_TRUE(source.isAttached(other));
 }
@@ -138,14 +135,12 @@ TEST(RemoveMove, AnUnusableDatabaseRefusesEveryEdit) {
   Qmdb good;
   long n = good.addNode(1, "n");
   ASSERT_FALSE(bad.isValid());
-  EXPECT_EQ(bad.addAttribute(0, "a", "v", kType, kClass), 0);
   EXPECT_EQ(bad.attrName(60), nullptr);
-  EXPECT_EQ(bad.linkToObject(60, &good, n), 0);
-  EXPECT_EQ(bad.copy(&good, n, true, true, true, true), 0);
-  EXPECT_EQ(good.copy(&bad, 60, true, true, true, true), 0);
-  EXPECT_EQ(bad.removeTree(60), 0);
-  EXPECT_EQ(good.moveObject(1, 0, &bad, 60), 0);
-  EXPECT_EQ(bad.moveTree(1, 0, &good, n), 0);
+  EXPECT_EQ(
+      (V{bad.addAttribute(0, "a", "v", kType, kClass), bad.linkToObject(60, &good, n),
+         bad.copy(&good, n, true, true, true, true), good.copy(&bad, 60, true, true, true, true),
+         bad.removeTree(60), good.moveObject(1, 0, &bad, 60), bad.moveTree(1, 0, &good, n)}),
+      V(7, 0));
   EXPECT_TRUE(good.isAttached(n));
 }
 
