@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <fstream>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -87,23 +88,17 @@ std::vector<std::string> TempDir::list() const {
 }
 
 std::vector<uint8_t> readFile(const std::string& path) {
-  std::vector<uint8_t> bytes;
-  FILE* file = fopen(path.c_str(), "rb");
-  if (file == nullptr) return bytes;
-  uint8_t buffer[65536];
-  size_t got;
-  while ((got = fread(buffer, 1, sizeof buffer, file)) > 0) {
-    bytes.insert(bytes.end(), buffer, buffer + got);
-  }
-  fclose(file);
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
+  std::vector<uint8_t> bytes(in ? static_cast<size_t>(in.tellg()) : 0);
+  in.seekg(0).read(reinterpret_cast<char*>(bytes.data()), static_cast<long>(bytes.size()));
   return bytes;
 }
 
 void writeFile(const std::string& path, const std::vector<uint8_t>& bytes) {
-  FILE* file = fopen(path.c_str(), "wb");
-  if (file == nullptr) throw std::runtime_error("cannot write " + path);
-  if (!bytes.empty()) fwrite(bytes.data(), 1, bytes.size(), file);
-  fclose(file);
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  if (!out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<long>(bytes.size()))) {
+    throw std::runtime_error("cannot write " + path);
+  }
 }
 
 int32_t word(const std::vector<uint8_t>& bytes, size_t offset) {
@@ -120,23 +115,21 @@ bool exists(const std::string& path) {
   return stat(path.c_str(), &info) == 0;
 }
 
+namespace {
+void setOrUnset(const char* name, const char* value) {
+  value != nullptr ? setenv(name, value, 1) : unsetenv(name);
+}
+}  // namespace
+
 ScopedEnv::ScopedEnv(const char* name, const char* value) : name_(name) {
   const char* old = getenv(name);
   hadOld_ = old != nullptr;
   if (hadOld_) old_ = old;
-  if (value != nullptr) {
-    setenv(name, value, 1);
-  } else {
-    unsetenv(name);
-  }
+  setOrUnset(name, value);
 }
 
 ScopedEnv::~ScopedEnv() {
-  if (hadOld_) {
-    setenv(name_.c_str(), old_.c_str(), 1);
-  } else {
-    unsetenv(name_.c_str());
-  }
+  setOrUnset(name_.c_str(), hadOld_ ? old_.c_str() : nullptr);
 }
 
 std::string renderList(::Qmdb& db, QmdbList& list) {
