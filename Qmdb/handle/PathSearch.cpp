@@ -93,6 +93,15 @@ struct Ancestor {
   long context;
 };
 
+// What a fused step asks of each object below its root, in the order it asks
+// it: whether the object bears the step's name, its first child and its next
+// sibling.
+struct Visit {
+  bool named;
+  long firstChild;
+  long nextSibling;
+};
+
 struct Step {
   StepKind kind;
   std::string name;            // the text of a name step
@@ -187,6 +196,11 @@ class VirtualReader {
     const char* id = db_.getId(h);
     return id != nullptr && sameName(id, step.name.c_str(), caseSensitive_);
   }
+  Visit visit(long h, Step& step) {
+    const bool isNamed = named(h, step);
+    const long child = first(h);
+    return {isNamed, child, nextSibling(h)};
+  }
 
  private:
   const Qmdb& db_;
@@ -226,14 +240,24 @@ class DirectReader {
     if ((v.kind != QmdbNode && v.kind != QmdbEntity && v.kind != QmdbPi) || v.fields.body == 0) {
       return false;
     }
-    long text = v.kind == QmdbNode ? nodeHead(v).gid : objects::body::name(s_, v.fields.body);
-    if (text == 0) return false;
-    NameMemo::Answer known = step.memo.find(text);
-    if (known != NameMemo::kUnknown) return known == NameMemo::kMatch;
-    const char* id = store::readHeapString(s_, text);
-    bool match = id != nullptr && sameName(id, step.name.c_str(), caseSensitive_);
-    step.memo.put(text, match);
-    return match;
+    return nameMatches(
+        v.kind == QmdbNode ? nodeHead(v).gid : objects::body::name(s_, v.fields.body), step);
+  }
+  // The three answers of named, first and nextSibling, from one read of the
+  // object record and, for a node, one of its node record: a fused step asks
+  // them of every object below its root, each object once.
+  [[gnu::always_inline]] Visit visit(long h, Step& step) {
+    if (s_.failed) return {false, 0, 0};
+    const object::Fields f = object::fields(s_, h);
+    Visit v{false, 0, f.next};
+    if (f.kind == QmdbNode) {
+      const nodeRecord::Head head = nodeRecord::head(s_, f.body);
+      v.firstChild = head.firstChild;
+      v.named = f.body != 0 && nameMatches(head.gid, step);
+    } else if ((f.kind == QmdbEntity || f.kind == QmdbPi) && f.body != 0) {
+      v.named = nameMatches(objects::body::name(s_, f.body), step);
+    }
+    return v;
   }
 
  private:
@@ -264,6 +288,18 @@ class DirectReader {
     return v.head;
   }
 
+  // Whether the stored name at heap address `text` (0: none) is the step's:
+  // read and compared once per name and search.
+  [[gnu::always_inline]] bool nameMatches(long text, Step& step) {
+    if (text == 0) return false;
+    NameMemo::Answer known = step.memo.find(text);
+    if (known != NameMemo::kUnknown) return known == NameMemo::kMatch;
+    const char* id = store::readHeapString(s_, text);
+    bool match = id != nullptr && sameName(id, step.name.c_str(), caseSensitive_);
+    step.memo.put(text, match);
+    return match;
+  }
+
   View cached_;
   long cachedHandle_ = 0;
   store::Store& s_;
@@ -290,11 +326,11 @@ bool collect(Reader& reader, Step& step, long& budget, long b) {
     if (x != 0) {
       if (budget-- <= 0) return false;
       long number = ++counted;
-      if (reader.named(x, step)) step.matches.push_back({context, x});
-      long below = reader.first(x);
-      if (below != 0) {
+      const Visit v = reader.visit(x, step);
+      if (v.named) step.matches.push_back({context, x});
+      if (v.firstChild != 0) {
         // Down to x's children; on the way back, on to x's next sibling.
-        const Ancestor here{reader.nextSibling(x), context};
+        const Ancestor here{v.nextSibling, context};
         if (depth < step.trail.size()) {
           step.trail[depth] = here;
         } else {
@@ -302,9 +338,9 @@ bool collect(Reader& reader, Step& step, long& budget, long b) {
         }
         ++depth;
         context = number;
-        x = below;
+        x = v.firstChild;
       } else {
-        x = reader.nextSibling(x);
+        x = v.nextSibling;
       }
       continue;
     }
