@@ -1,5 +1,6 @@
-// Helpers shared by the tests: a fresh temporary directory per test, file
-// reading, and scoped environment variables.
+// Helpers shared by the tests: renderings of trees, lists and attributes, a
+// fresh temporary directory per test, file reading, and scoped environment
+// variables.
 #ifndef QMDB_TESTS_SUPPORT_TESTSUPPORT_H
 #define QMDB_TESTS_SUPPORT_TESTSUPPORT_H
 
@@ -8,6 +9,7 @@
 #include <vector>
 
 class Qmdb;
+class QmdbList;
 
 namespace qmdb::test {
 
@@ -17,6 +19,16 @@ namespace qmdb::test {
 std::string renderTree(::Qmdb& db, long object);
 /// Renders the children of a node (or of the database root 1), comma-separated.
 std::string renderChildren(::Qmdb& db, long parent);
+/// The entries of a result list, comma-separated: an object by its id ("#"
+/// without one), a string as 'text'.
+std::string renderList(::Qmdb& db, QmdbList& list);
+/// The handles of a result list, in order.
+std::vector<long> handles(QmdbList& list);
+/// The attributes of an object as "name=value:type.class,..." ("-" for a
+/// missing name or value).
+std::string renderAttributes(::Qmdb& db, long object);
+/// `count` little-endian 32-bit words of `bytes` from `offset` on, space-separated.
+std::string words(const std::vector<uint8_t>& bytes, size_t offset, int count);
 
 /// Makes the database `name` (a node `text` with 30 strings `text`, pages of
 /// `pageSize` bytes, one frame), saves it, then edits on over the saved pages
@@ -64,23 +76,6 @@ class ScopedEnv {
   std::string old_;
   bool hadOld_;
 };
-
-}  // namespace qmdb::test
-
-class QmdbList;
-
-namespace qmdb::test {
-
-/// The entries of a result list, comma-separated: an object by its id ("#"
-/// without one), a string as 'text'.
-std::string renderList(::Qmdb& db, QmdbList& list);
-/// The handles of a result list, in order.
-std::vector<long> handles(QmdbList& list);
-/// The attributes of an object as "name=value:type.class,..." ("-" for a
-/// missing name or value).
-std::string renderAttributes(::Qmdb& db, long object);
-/// `count` little-endian 32-bit words of `bytes` from `offset` on, space-separated.
-std::string words(const std::vector<uint8_t>& bytes, size_t offset, int count);
 
 }  // namespace qmdb::test
 
