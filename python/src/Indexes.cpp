@@ -27,9 +27,8 @@ py::list collect(const Database& d, const std::string& name, const std::optional
     long index = indexNamed(db, name);
     if (pull && !db.isUpdatable()) fail("the database is read-only");
     // The library takes the keys as char*, though it does not change them.
-    std::string fromKey = from.value_or(""), toKey = to.value_or("");
-    char* fromArg = from ? const_cast<char*>(cstr(fromKey)) : nullptr;
-    char* toArg = to ? const_cast<char*>(cstr(toKey)) : nullptr;
+    char* fromArg = const_cast<char*>(cstr(from));
+    char* toArg = const_cast<char*>(cstr(to));
     QmdbList list;
     {
       py::gil_scoped_release release;
