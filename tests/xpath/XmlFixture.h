@@ -1,7 +1,7 @@
-// Test documents for the XPath tests: XML text parsed by libxml2 and copied
-// into a database with the store's conventions (elements as nodes, character
-// data as strings, comments as "#comment" pis, entity references as entity
-// objects), and node-sets rendered as short strings for whole-result checks.
+// Test documents for the XPath tests: XML text loaded by QmdbXml (elements as
+// nodes, character data as strings, comments as "#comment" pis, entity
+// references as entity objects), and results rendered as short strings for
+// whole-result checks.
 #ifndef QMDB_TESTS_XPATH_XMLFIXTURE_H
 #define QMDB_TESTS_XPATH_XMLFIXTURE_H
 
