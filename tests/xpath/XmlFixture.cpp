@@ -45,7 +45,7 @@ std::string renderNode(Qmdb& db, const QmdbXPath::Node& node) {
 std::string query(Qmdb& db, const std::string& expression, long context,
                   const QmdbXPath::Variables& variables) {
   QmdbXPath::Result r = QmdbXPath::evaluate(db, expression, context, variables);
-  if (!r) return "ERROR@" + std::to_string(r.offset);
+  if (!r) return "ERROR@" + std::to_string(r.offset) + (r.message.empty() ? " unexplained" : "");
   const QmdbXPath::Value& v = r.value;
   switch (v.kind) {
     case QmdbXPath::Value::NodeSet: {
@@ -65,8 +65,11 @@ std::string query(Qmdb& db, const std::string& expression, long context,
   }
 }
 
-void expectAll(Qmdb& db, const std::vector<Case>& cases) {
-  for (const Case& c : cases) EXPECT_EQ(query(db, c.expression), c.expected) << c.expression;
+void expectAll(Qmdb& db, const std::vector<Case>& cases, long context,
+               const QmdbXPath::Variables& variables) {
+  for (const Case& c : cases) {
+    EXPECT_EQ(query(db, c.expression, context, variables), c.expected) << c.expression;
+  }
 }
 
 }  // namespace qmdb::test

@@ -20,7 +20,8 @@ std::string renderNode(Qmdb& db, const QmdbXPath::Node& node);
 
 /// The result of `expression` from the root: a node-set as its rendered nodes
 /// separated by spaces, a number as XPath writes it, a string in quotes,
-/// a boolean as true/false, a failure as "ERROR@offset".
+/// a boolean as true/false, a failure as "ERROR@offset" (and " unexplained"
+/// when it has no message).
 std::string query(Qmdb& db, const std::string& expression, long context = 1,
                   const QmdbXPath::Variables& variables = {});
 
@@ -30,8 +31,9 @@ struct Case {
   const char* expected;
 };
 
-/// Checks each case from the root of `db`, naming the expression on a mismatch.
-void expectAll(Qmdb& db, const std::vector<Case>& cases);
+/// Checks each case from `context` with `variables`, naming the expression on a mismatch.
+void expectAll(Qmdb& db, const std::vector<Case>& cases, long context = 1,
+               const QmdbXPath::Variables& variables = {});
 
 }  // namespace qmdb::test
 
