@@ -92,29 +92,22 @@ std::string replacementLiteral(const std::string& value) {
 }
 
 std::string characterDataLiteral(const std::string& value) {
-  std::string out = "\"";
+  // The replacement text is parsed again as content, so & < and CR first
+  // become character references, which the literal then keeps unexpanded.
+  std::string content;
+  content.reserve(value.size());
   for (char c : value) {
-    switch (c) {
-      case '&':
-        out += "&#38;#38;";
-        break;
-      case '<':
-        out += "&#38;#60;";
-        break;
-      case '%':
-        out += "&#37;";
-        break;
-      case '"':
-        out += "&#34;";
-        break;
-      case '\r':
-        out += "&#38;#13;";
-        break;
-      default:
-        out += c;
+    if (c == '&') {
+      content += "&#38;";
+    } else if (c == '<') {
+      content += "&#60;";
+    } else if (c == '\r') {
+      content += "&#13;";
+    } else {
+      content += c;
     }
   }
-  return out + "\"";
+  return replacementLiteral(content);
 }
 
 std::string escaped(const std::string& value, bool inAttribute) {
