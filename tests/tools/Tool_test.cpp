@@ -276,19 +276,15 @@ TEST(Tool, CheckFindsTruncatedAndCorruptedFiles) {
             "bad.qmb: problem: object " + std::to_string(second) + " names " +
                 std::to_string(first) + " as its parent, but it is in the list of node 60\n");
 
-  // Smaller damage anywhere past the header: a verdict, never a crash; the
-  // commands that read the tree fail cleanly or work.
+  // Small damage anywhere past the header: a verdict or a clean failure, never a crash.
   for (size_t offset = 40; offset + 16 < bytes.size(); offset += bytes.size() / 17) {
     for (uint8_t fill : {0x00, 0x5A}) {
       damaged = bytes;
       std::fill(damaged.begin() + offset, damaged.begin() + offset + 16, fill);
       writeFile(dir.file("bad.qmb"), damaged);
-      Outcome run = tool(dir, "check bad.qmb");
-      EXPECT_TRUE(run.status == 0 || run.status == 1) << offset << " " << run.status << run.err;
-      EXPECT_EQ(run.status == 1, run.out.find("problem: ") != std::string::npos) << run.out;
-      for (const char* reader : {"tree bad.qmb", "export bad.qmb"}) {
-        run = tool(dir, reader);
-        EXPECT_TRUE(run.status == 0 || run.status == 1) << reader << " " << offset << run.err;
+      for (const char* command : {"check bad.qmb", "tree bad.qmb", "export bad.qmb"}) {
+        Outcome run = tool(dir, command);
+        EXPECT_TRUE(run.status == 0 || run.status == 1) << command << " " << offset << run.err;
       }
     }
   }
