@@ -248,9 +248,11 @@ bool runXPath(Shell& shell, const Words& args) {
     }
   }
   if (expression.empty()) return shell.fail("expects an expression");
-  std::string error;
-  return printXPath(*db, expression, shell.current(), variables, shell.out(), error) ||
-         shell.fail(error);
+  QmdbXPath::Result result =
+      printXPath(*db, expression, shell.current(), variables, XPathFormat::Lines, shell.out());
+  if (result) return true;
+  return shell.fail(result.message +
+                    (result.offset >= 0 ? " at offset " + std::to_string(result.offset) : ""));
 }
 
 bool runAttrs(Shell& shell, const Words& args) {
