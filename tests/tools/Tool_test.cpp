@@ -292,14 +292,15 @@ TEST(Tool, CheckFindsTruncatedAndCorruptedFiles) {
 
 TEST(Tool, XPathPrintsNodesAndValuesAndFindPointsToIt) {
   TempDir dir;
-  writeText(dir.file("zoo.xml"),
-            "<zoo><!--keepers--><animal id=\"b2\" kind=\"bird\">Owl</animal><animal id=\"a1\">"
-            "Lynx\tcat</animal><Animal id=\"c3\">Wolf</Animal></zoo>");
+  writeText(
+      dir.file("zoo.xml"),
+      "<zoo><!--keepers--><animal id=\"b2\" kind=\"b&lt;&quot;d\">Owl</animal><animal id=\"a1\">"
+      "Lynx\tcat</animal><Animal id=\"c3\">Wolf</Animal></zoo>");
   ASSERT_EQ(tool(dir, "import zoo.xml zoo.qmb --comments").status, 0);
   EXPECT_EQ(withoutHandles(tool(dir, "xpath zoo.qmb '//animal[@id=$i]' --var i=a1").out),
             "#\tnode\tanimal\tLynx cat\n");
   EXPECT_EQ(withoutHandles(tool(dir, "xpath zoo.qmb '//animal/@*'").out),
-            "#\tattribute\tid\tb2\n#\tattribute\tkind\tbird\n#\tattribute\tid\ta1\n");
+            "#\tattribute\tid\tb2\n#\tattribute\tkind\tb<\"d\n#\tattribute\tid\ta1\n");
   EXPECT_EQ(withoutHandles(tool(dir, "xpath zoo.qmb '//text()'").out),
             "#\tstring\t-\tOwl\n#\tstring\t-\tLynx\\tcat\n#\tstring\t-\tWolf\n");
   EXPECT_EQ(tool(dir, "xpath zoo.qmb 'count(//*[@id])'").out, "3\n");
@@ -311,7 +312,8 @@ TEST(Tool, XPathPrintsNodesAndValuesAndFindPointsToIt) {
             "{\"handle\":,\"kind\":\"string\",\"value\":\"Lynx\\tcat\"}\n");
 
   EXPECT_EQ(tool(dir, "xpath zoo.qmb '//comment() | //animal[1] | //animal/@kind' --xml").out,
-            "<!--keepers-->\n<animal id=\"b2\" kind=\"bird\">Owl</animal>\nkind=\"bird\"\n");
+            "<!--keepers-->\n<animal id=\"b2\" "
+            "kind=\"b&lt;&quot;d\">Owl</animal>\nkind=\"b&lt;&quot;d\"\n");
   EXPECT_EQ(tool(dir, "xpath zoo.qmb '//animal[2]/text()' --xml").out, "Lynx\tcat\n");
 
   Outcome bad = tool(dir, "xpath zoo.qmb '//animal[@id='");
