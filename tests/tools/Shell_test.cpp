@@ -110,7 +110,7 @@ TEST(Shell, EvaluatesXPath) {
       "xpath count(//species) + 1\n"
       "xpath //species[@id='s2']/name; xpath //@id; xpath string(//name)\n"
       "xpath //name[. = $n] --var n=Moth; xpath 1 div 0; xpath -0 = 0; xpath //a[\n"
-      "cd //species[ 2 ]; pwd; cd /guide/group[2]; pwd; cd //@id; cd //nothing\n"
+      "cd //species[ 2 ]; pwd; cd /guide/group[2]; pwd; cd //@id; cd //nothing; cd //a[\n"
       "find //species; find ../group\n"
       "rm //species[@id='s1']; rename kind /guide/*/species; tree /\n"
       "quit\nn\n");
@@ -134,6 +134,7 @@ TEST(Shell, EvaluatesXPath) {
             "xpath: expected an expression at the end at offset 4\n"
             "cd: //@id finds an attribute\n"
             "cd: //nothing finds nothing\n"
+            "cd: //a[: expected an expression at the end at offset 4\n"
             "find: nothing found; //species looks like XPath, which 'xpath' evaluates\n");
   EXPECT_EQ(run.status, 1);
 }
