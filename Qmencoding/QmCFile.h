@@ -44,10 +44,11 @@ int QmCFileSyncDirectory(const char* name);
 bool QmCFileExists(const char* name);
 /// Maps the `length` bytes of `file` at `offset` (a multiple of the system's
 /// page size) into memory that may only be read, all of it at once (writing
-/// there is a fault, and nothing could reach the file). Null when those bytes do not all lie in
-/// the file, when the system refuses, or while a test has armed the fault seam
-/// or installed a layer: the caller then reads instead, through the counted
-/// calls. Not counted. The mapping outlives the stream's closing.
+/// there is a fault, and nothing could reach the file). Null when those bytes
+/// do not all lie in the file, when the system refuses, or while a test has
+/// armed the fault seam or installed a layer: the caller then reads instead,
+/// through the counted calls. Not counted. The mapping outlives the stream's
+/// closing.
 void* QmCFileMap(FILE* file, long offset, size_t length);
 /// Unmaps what QmCFileMap gave; null is ignored.
 void QmCFileUnmap(void* address, size_t length);

@@ -102,7 +102,6 @@ long lookUp(const Qmdb& self, store::Store& s, QmdbList* list, long index, const
   return sink.added();
 }
 
-// Looks up every key of a key list; 0 for a null or empty list.
 // Looks up the range `from` to `to`, given in the caller's coding; -1 when a
 // bound cannot be converted (nothing was looked up).
 long lookUpRange(const Qmdb& self, store::Store& s, QmdbList* list, long index, const char* from,
@@ -116,6 +115,7 @@ long lookUpRange(const Qmdb& self, store::Store& s, QmdbList* list, long index, 
   return lookUp(self, s, list, index, lower, upper, pull);
 }
 
+// Looks up every key of a key list; 0 for a null or empty list.
 long lookUpKeys(const Qmdb& self, store::Store& s, QmdbList* list, long index, QmdbStringList* keys,
                 bool pull, bool& refused) {
   ListSink sink(self, list);

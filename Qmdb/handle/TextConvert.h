@@ -5,8 +5,8 @@
 // call of the same method in the same thread. With a transparent stack
 // nothing is copied: arguments pass as they are and results point into the
 // page frame that holds the text; that test is in line and the conversion is
-// not, so that the getters every walk calls stay small. A conversion that runs out of memory is a
-// failure of the method, never an exception.
+// not, so that the getters every walk calls stay small. A conversion that
+// runs out of memory is a failure of the method, never an exception.
 #ifndef QMDB_HANDLE_TEXTCONVERT_H
 #define QMDB_HANDLE_TEXTCONVERT_H
 

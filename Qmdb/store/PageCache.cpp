@@ -177,9 +177,9 @@ bool readPage(Store& store, Frame* frame, int32_t page) {
 // file instead of copying it into a buffer of its own: no copy, and nothing
 // to zero. The mapping may only be read, is made whole at once, and is
 // unmapped when the frame takes another page, so the resident memory stays
-// that of the frames. Pages
-// the file does not hold whole (its last one, a file cut short) are read as
-// before, so that a short file is still reported, not a fault.
+// that of the frames. Pages the file does not hold whole (its last one, a
+// file cut short) are read as before, so that a short file is still
+// reported, not a fault.
 
 // Mapping pays for its system calls only with large pages.
 constexpr int32_t kSmallestMappedPage = 65536;
