@@ -113,6 +113,22 @@ IndexPlan planIndex(Evaluator& ev, const Step& step) {
   return plan;
 }
 
+// Whether the next node of a stream passes `predicates` in turn, each counting
+// the positions of the nodes that reach it in `counters`. `reached` becomes
+// true once the first predicate is a literal position now counted up to: no
+// later node can pass, so the caller may stop reading.
+bool passesCounting(Evaluator& ev, const std::vector<Predicate>& predicates,
+                    std::vector<double>& counters, const Node& n, bool& reached) {
+  bool pass = true;
+  for (size_t k = 0; k < predicates.size() && pass; ++k) {
+    double position = ++counters[k];
+    pass = ev.predicateHolds(*predicates[k].expr, Context{n, position, position});
+  }
+  const Expr& first = *predicates[0].expr;
+  reached = first.op == Op::Number && counters[0] >= first.number;
+  return pass;
+}
+
 class StepStream : public NodeStream {
  public:
   StepStream(Evaluator& ev, StreamPtr input, const Step& step)
@@ -244,16 +260,9 @@ class StepStream : public NodeStream {
         out = n;
         return true;
       }
-      bool pass = true;
-      for (size_t k = 0; k < step_.predicates.size() && pass; ++k) {
-        double position = ++counters_[k];
-        pass = ev_.predicateHolds(*step_.predicates[k].expr, Context{n, position, position});
-      }
-      // A literal position once reached lets nothing later through.
-      const Expr& first = *step_.predicates[0].expr;
-      if (first.op == Op::Number && counters_[0] >= first.number) {
-        cursor_ = std::make_unique<AxisCursor>(db_, Axis::Namespace, n);
-      }
+      bool reached = false;
+      bool pass = passesCounting(ev_, step_.predicates, counters_, n, reached);
+      if (reached) cursor_ = std::make_unique<AxisCursor>(db_, Axis::Namespace, n);
       if (pass) {
         out = n;
         return true;
@@ -344,15 +353,7 @@ class FilterStream : public NodeStream {
     }
     Node n;
     while (!exhausted_ && input_->next(n)) {
-      bool pass = true;
-      for (size_t k = 0; k < predicates_.size() && pass; ++k) {
-        double position = ++counters_[k];
-        pass = ev_.predicateHolds(*predicates_[k].expr, Context{n, position, position});
-      }
-      // A literal position once reached lets nothing later through.
-      const Expr& first = *predicates_[0].expr;
-      exhausted_ = first.op == Op::Number && counters_[0] >= first.number;
-      if (pass) {
+      if (passesCounting(ev_, predicates_, counters_, n, exhausted_)) {
         out = n;
         return true;
       }

@@ -87,6 +87,23 @@ long findAttribute(Qmdb& db, long object, const std::string& name) {
   return db.attribute(object, cstr(name), QmdbNoAttributeType, QmdbNoAttributeClass, true);
 }
 
+// The first attribute of the object in document order, or 0.
+long firstAttribute(Qmdb& db, long object) {
+  return db.attribute(object, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
+}
+
+// The attributes of `o` in document order, each as `item(db, attribute)`.
+template <typename Item>
+py::list attributeList(const Object& o, Item item) {
+  Locked lock(*o.session);
+  Qmdb& db = live(o);
+  py::list out;
+  for (long a = firstAttribute(db, o.handle); a != 0; a = db.nextAttribute(a)) {
+    out.append(item(db, a));
+  }
+  return out;
+}
+
 // Makes a new child of `o` with `make(db, after)` after the child named by
 // `after` (None: at the end); the new object, or Error naming `what`.
 template <typename Make>
@@ -133,8 +150,7 @@ Qmdb& live(const Object& object) {
 
 Qmdb& live(const Attr& attr) {
   Qmdb& db = live(Object{attr.session, attr.owner});
-  for (long a = db.attribute(attr.owner, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass, true);
-       a != 0; a = db.nextAttribute(a)) {
+  for (long a = firstAttribute(db, attr.owner); a != 0; a = db.nextAttribute(a)) {
     if (a == attr.handle) return db;
   }
   fail("the attribute is no longer on its object", ErrorKind::NoObject);
@@ -400,29 +416,15 @@ qmdb.ClosedError. An object that was dropped raises qmdb.NoObjectError.)");
       .def(
           "_attr_names",
           [](const Object& o) {
-            Locked lock(*o.session);
-            Qmdb& db = live(o);
-            py::list names;
-            for (long a = db.attribute(o.handle, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass,
-                                       true);
-                 a != 0; a = db.nextAttribute(a)) {
-              names.append(text(db.attrName(a)));
-            }
-            return names;
+            return attributeList(o, [](Qmdb& db, long a) { return text(db.attrName(a)); });
           },
           "The attribute names in document order.")
       .def(
           "_attr_items",
           [](const Object& o) {
-            Locked lock(*o.session);
-            Qmdb& db = live(o);
-            py::list items;
-            for (long a = db.attribute(o.handle, nullptr, QmdbNoAttributeType, QmdbNoAttributeClass,
-                                       true);
-                 a != 0; a = db.nextAttribute(a)) {
-              items.append(py::make_tuple(text(db.attrName(a)), text(db.attrValue(a))));
-            }
-            return items;
+            return attributeList(o, [](Qmdb& db, long a) {
+              return py::make_tuple(text(db.attrName(a)), text(db.attrValue(a)));
+            });
           },
           "The (name, value) pairs of the attributes in document order.")
       .def(

@@ -23,6 +23,12 @@ def document(db) -> str:
     return ",".join(render(c) for c in db.root.children)
 
 
+def raises_each(error, *actions):
+    for action in actions:
+        with pytest.raises(error):
+            action()
+
+
 @pytest.fixture
 def db():
     with qmdb.memory() as database:

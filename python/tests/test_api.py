@@ -7,12 +7,10 @@ import os
 
 import qmdb
 
-STUB = os.path.join(os.path.dirname(qmdb.__file__), "__init__.pyi")
-
 
 def parameters(function):
-    """Parameter names without self: '*' marks keyword-only ones, '**' a catch-all. Of
-    a stub's def, or of a function, whose signature is parsed as a def as well."""
+    """Parameter names without self ('*' before keyword-only ones, '**' a catch-all) of a
+    stub's def, or of a function whose signature is parsed as a def."""
     if not isinstance(function, ast.FunctionDef):
         try:
             text = function.__name__ + str(inspect.signature(function))
@@ -26,8 +24,7 @@ def parameters(function):
 
 
 def same_parameters(stub, runtime):
-    """Equal lists; a runtime catch-all (**options) may be spelled out in the stub as
-    keyword-only parameters."""
+    """A runtime catch-all (**options) may be spelled out as keyword-only in the stub."""
     if runtime[-1:] == ["**"] and stub[-1:] != ["**"]:
         fixed = runtime[:-1]
         return stub[:len(fixed)] == fixed and (len(stub) == len(fixed) or "*" in stub)
@@ -39,39 +36,35 @@ def public(names):
 
 
 def runtime_members(cls):
-    """The public members the package adds to a class, not those of foreign bases."""
-    foreign, annotated = set(), set()
-    for base in cls.__mro__:
-        if base.__module__ != "qmdb":
-            foreign |= set(dir(base))
-        else:  # instance attributes, such as an Error's code, are declared in the class
-            annotated |= set(base.__dict__.get("__annotations__", {}))
+    """The public members the package adds to a class (instance attributes are
+    annotated in the class), not those of foreign bases."""
+    ours = [base for base in cls.__mro__ if base.__module__ == "qmdb"]
+    foreign = set().union(*(dir(b) for b in cls.__mro__ if b not in ours))
+    annotated = set().union(*(b.__dict__.get("__annotations__", {}) for b in ours))
     return public((set(dir(cls)) | annotated) - foreign)
 
 
 def test_stub_matches_the_module():
-    with open(STUB, encoding="utf-8") as f:
+    with open(os.path.join(os.path.dirname(qmdb.__file__), "__init__.pyi"), encoding="utf-8") as f:
         tree = ast.parse(f.read())
     top = {n.name: n for n in tree.body if isinstance(n, (ast.ClassDef, ast.FunctionDef))}
     top.update((n.target.id, n) for n in tree.body if isinstance(n, ast.AnnAssign))
     assert public(top) == set(qmdb.__all__) | {"api_version"}
     for name in ("open", "memory", "load_xml"):
-        assert same_parameters(parameters(top[name]), parameters(getattr(qmdb, name))), \
-            name
+        assert same_parameters(parameters(top[name]), parameters(getattr(qmdb, name))), name
     checked, classes = 0, {}
     for node in (n for n in tree.body if isinstance(n, ast.ClassDef)):
         members = {}  # inherited ones from stub classes included
         for base in node.bases:
             members.update(classes.get(getattr(base, "id", None), {}))
-        for item in node.body:
-            if isinstance(item, (ast.FunctionDef, ast.AnnAssign)):
-                members[getattr(item, "name", None) or item.target.id] = item
+        members.update((getattr(i, "name", None) or i.target.id, i) for i in node.body
+                       if isinstance(i, (ast.FunctionDef, ast.AnnAssign)))
         classes[node.name] = members
         cls = getattr(qmdb, node.name)
         assert public(members) == runtime_members(cls), node.name
         for name, member in members.items():
-            if isinstance(member, ast.FunctionDef) and callable(inspect.getattr_static(
-                    cls, name, None)) and public([name]) and not any(
+            if isinstance(member, ast.FunctionDef) and public([name]) and callable(
+                    inspect.getattr_static(cls, name, None)) and not any(
                         getattr(d, "id", None) == "property" for d in member.decorator_list):
                 assert same_parameters(parameters(member), parameters(getattr(cls, name))), \
                     f"{node.name}.{name}"
@@ -80,20 +73,18 @@ def test_stub_matches_the_module():
 
 
 def documentation(member):
-    doc = inspect.getdoc(member) or ""
-    lines = doc.splitlines()
+    lines = (inspect.getdoc(member) or "").splitlines()
     if callable(member) and not isinstance(member, type) and lines and \
             lines[0].startswith(getattr(member, "__name__", "") + "("):
-        doc = "\n".join(lines[1:])  # a native function's doc opens with its signature
-    return doc.strip()
+        lines = lines[1:]  # a native function's doc opens with its signature
+    return "\n".join(lines).strip()
 
 
 def test_everything_public_is_documented():
     undocumented = [] if "documents larger than memory" in documentation(qmdb) else ["qmdb"]
     for name in qmdb.__all__:
         obj = getattr(qmdb, name)
-        if not documentation(obj):
-            undocumented.append(name)
+        undocumented += [name] if not documentation(obj) else []
         for member_name in runtime_members(obj) if isinstance(obj, type) else ():
             member = inspect.getattr_static(obj, member_name, None)
             if member is None:  # an instance attribute: its class says what it is
@@ -101,6 +92,5 @@ def test_everything_public_is_documented():
                                  for base in obj.__mro__ if base.__module__ == "qmdb")
             else:
                 documented = bool(documentation(member))
-            if not documented:
-                undocumented.append(f"{name}.{member_name}")
+            undocumented += [] if documented else [f"{name}.{member_name}"]
     assert undocumented == []

@@ -5,18 +5,9 @@
 #include <Qmdb/qmdb.h>
 #include <Qmdb/qmdbxml.h>
 
-#include <stdio.h>
 #include <string.h>
 
-static int failed = 0;
-
-#define CHECK(condition)                                                      \
-  do {                                                                        \
-    if (!(condition)) {                                                       \
-      ++failed;                                                               \
-      fprintf(stderr, "%s:%d: failed: %s\n", __FILE__, __LINE__, #condition); \
-    }                                                                         \
-  } while (0)
+#include "check.h"
 
 int main(int argc, char** argv) {
   char path[1024], db_path[1024], out_path[1024], message[256], buffer[256];

@@ -1,86 +1,23 @@
 // Test documents for the XPath tests (see XmlFixture.h).
 #include "XmlFixture.h"
 
+#include <Qmdb/QmdbXml>
 #include <gtest/gtest.h>
-#include <libxml/entities.h>
-#include <libxml/parser.h>
-#include <libxml/tree.h>
 
 #include <cstring>
 
 namespace qmdb::test {
-namespace {
-
-std::string fullName(const xmlChar* name, xmlNs* ns) {
-  std::string out;
-  if (ns != nullptr && ns->prefix != nullptr) {
-    out = reinterpret_cast<const char*>(ns->prefix);
-    out += ':';
-  }
-  out += reinterpret_cast<const char*>(name);
-  return out;
-}
-
-void addText(Qmdb& db, long parent, const std::string& text, bool split) {
-  if (!split || text.size() <= 3) {
-    db.addString(parent, text.c_str());
-    return;
-  }
-  for (size_t i = 0; i < text.size(); i += 3) db.addString(parent, text.substr(i, 3).c_str());
-}
-
-void copyChildren(Qmdb& db, xmlNode* first, long parent, bool split) {
-  for (xmlNode* n = first; n != nullptr; n = n->next) {
-    switch (n->type) {
-      case XML_ELEMENT_NODE: {
-        long e = db.addNode(parent, fullName(n->name, n->ns).c_str());
-        for (xmlNs* ns = n->nsDef; ns != nullptr; ns = ns->next) {
-          std::string name = ns->prefix ? "xmlns:" + std::string((const char*)ns->prefix) : "xmlns";
-          db.addAttribute(e, name.c_str(), (const char*)ns->href, (QmdbAttributeType)1,
-                          (QmdbAttributeClass)1);
-        }
-        for (xmlAttr* a = n->properties; a != nullptr; a = a->next) {
-          xmlChar* value = xmlNodeListGetString(n->doc, a->children, 1);
-          db.addAttribute(e, fullName(a->name, a->ns).c_str(), (const char*)value,
-                          (QmdbAttributeType)1, (QmdbAttributeClass)1);
-          xmlFree(value);
-        }
-        copyChildren(db, n->children, e, split);
-        break;
-      }
-      case XML_TEXT_NODE:
-      case XML_CDATA_SECTION_NODE:
-        addText(db, parent, (const char*)n->content, split);
-        break;
-      case XML_COMMENT_NODE:
-        db.addPi(parent, "#comment", (const char*)n->content);
-        break;
-      case XML_PI_NODE:
-        db.addPi(parent, (const char*)n->name, (const char*)n->content);
-        break;
-      case XML_ENTITY_REF_NODE: {
-        xmlEntity* entity = xmlGetDocEntity(n->doc, n->name);
-        const xmlChar* value = entity != nullptr ? entity->content : nullptr;
-        db.addEntity(parent, (const char*)n->name, (const char*)value, (QmdbEntityType)1);
-        break;
-      }
-      case XML_DTD_NODE:
-        db.addPi(parent, "#doctype", (const char*)n->name);
-        break;
-      default:
-        break;
-    }
-  }
-}
-
-}  // namespace
 
 bool loadXml(Qmdb& db, const std::string& xml, bool splitText) {
-  xmlDoc* doc =
-      xmlReadMemory(xml.data(), static_cast<int>(xml.size()), "test.xml", nullptr, XML_PARSE_NONET);
-  if (doc == nullptr) return false;
-  copyChildren(db, doc->children, 1, splitText);
-  xmlFreeDoc(doc);
+  if (!QmdbXml::loadMemory(db, xml.data(), xml.size(), "test.xml")) return false;
+  for (long h = db.next(1, QmdbTree); splitText && h != 0; h = db.next(h, QmdbTree)) {
+    if (h < 0 || db.objectType(h) != QmdbString) continue;
+    std::string text = db.getValue(h);
+    for (; text.size() > 3; text.erase(0, 3)) {
+      db.setValue(h, text.substr(0, 3).c_str());
+      h = db.insertString(db.parent(h), h, text.substr(3).c_str());
+    }
+  }
   return true;
 }
 
@@ -108,7 +45,7 @@ std::string renderNode(Qmdb& db, const QmdbXPath::Node& node) {
 std::string query(Qmdb& db, const std::string& expression, long context,
                   const QmdbXPath::Variables& variables) {
   QmdbXPath::Result r = QmdbXPath::evaluate(db, expression, context, variables);
-  if (!r) return "ERROR@" + std::to_string(r.offset);
+  if (!r) return "ERROR@" + std::to_string(r.offset) + (r.message.empty() ? " unexplained" : "");
   const QmdbXPath::Value& v = r.value;
   switch (v.kind) {
     case QmdbXPath::Value::NodeSet: {
@@ -128,8 +65,11 @@ std::string query(Qmdb& db, const std::string& expression, long context,
   }
 }
 
-void expectAll(Qmdb& db, const std::vector<Case>& cases) {
-  for (const Case& c : cases) EXPECT_EQ(query(db, c.expression), c.expected) << c.expression;
+void expectAll(Qmdb& db, const std::vector<Case>& cases, long context,
+               const QmdbXPath::Variables& variables) {
+  for (const Case& c : cases) {
+    EXPECT_EQ(query(db, c.expression, context, variables), c.expected) << c.expression;
+  }
 }
 
 }  // namespace qmdb::test

@@ -1,7 +1,7 @@
-// Test documents for the XPath tests: XML text parsed by libxml2 and copied
-// into a database with the store's conventions (elements as nodes, character
-// data as strings, comments as "#comment" pis, entity references as entity
-// objects), and node-sets rendered as short strings for whole-result checks.
+// Test documents for the XPath tests: XML text loaded by QmdbXml (elements as
+// nodes, character data as strings, comments as "#comment" pis, entity
+// references as entity objects), and results rendered as short strings for
+// whole-result checks.
 #ifndef QMDB_TESTS_XPATH_XMLFIXTURE_H
 #define QMDB_TESTS_XPATH_XMLFIXTURE_H
 
@@ -20,7 +20,8 @@ std::string renderNode(Qmdb& db, const QmdbXPath::Node& node);
 
 /// The result of `expression` from the root: a node-set as its rendered nodes
 /// separated by spaces, a number as XPath writes it, a string in quotes,
-/// a boolean as true/false, a failure as "ERROR@offset".
+/// a boolean as true/false, a failure as "ERROR@offset" (and " unexplained"
+/// when it has no message).
 std::string query(Qmdb& db, const std::string& expression, long context = 1,
                   const QmdbXPath::Variables& variables = {});
 
@@ -30,8 +31,9 @@ struct Case {
   const char* expected;
 };
 
-/// Checks each case from the root of `db`, naming the expression on a mismatch.
-void expectAll(Qmdb& db, const std::vector<Case>& cases);
+/// Checks each case from `context` with `variables`, naming the expression on a mismatch.
+void expectAll(Qmdb& db, const std::vector<Case>& cases, long context = 1,
+               const QmdbXPath::Variables& variables = {});
 
 }  // namespace qmdb::test
 
