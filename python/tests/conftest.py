@@ -35,9 +35,13 @@ def db():
         yield database
 
 
+BOOK = ("book[id=b1](title('Notes'),chapter[id=c1](p('one')),"
+        "chapter[id=c2](p('two'),p('three')))")
+
+
 @pytest.fixture
 def book(db):
-    """book[id=b1](title('Notes'),chapter[id=c1](p('one')),chapter[id=c2](p('two'),p('three')))"""
+    """A book node that renders as BOOK."""
     book = db.root.append("book")
     book.attrs["id"] = "b1"
     book.append("title").append_text("Notes")

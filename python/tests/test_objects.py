@@ -3,10 +3,7 @@
 import pytest
 
 import qmdb
-from conftest import document, render
-
-BOOK = ("book[id=b1](title('Notes'),chapter[id=c1](p('one')),"
-        "chapter[id=c2](p('two'),p('three')))")
+from conftest import BOOK, document, render
 
 
 def gids(objects):
