@@ -75,6 +75,7 @@ TEST_F(XPathEval, ComparisonsOfEveryType) {
                   {"4 < //b/@id", "true"},
                   {"5 < //b/@id", "false"},
                   {"//b[@id='5']/@id = //b/@id", "true"},
+                  {"//b[@id='5']/@id != //b/@id", "true"},
                   {"//a/@id >= //b/@id", "true"},
                   {"//@id = '3'", "true"},
                   {"'3' = //@id", "true"},
