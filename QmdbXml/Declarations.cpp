@@ -21,6 +21,22 @@ std::string quoted(const xmlChar* s) {
   return "\"" + escaped + "\"";
 }
 
+// `value` with each character at an offset that `replaced` picks written as
+// a decimal character reference.
+template <typename Pick>
+std::string withReferences(const std::string& value, Pick replaced) {
+  std::string out;
+  out.reserve(value.size());
+  for (size_t i = 0; i < value.size(); ++i) {
+    if (replaced(i)) {
+      out += "&#" + std::to_string(static_cast<unsigned char>(value[i])) + ";";
+    } else {
+      out += value[i];
+    }
+  }
+  return out;
+}
+
 void contentModel(xmlElementContentPtr content, std::string& out) {
   if (content == nullptr) return;
   switch (content->type) {
@@ -75,46 +91,20 @@ void contentModel(xmlElementContentPtr content, std::string& out) {
 }  // namespace
 
 std::string replacementLiteral(const std::string& value) {
-  std::string out = "\"";
-  for (size_t i = 0; i < value.size(); ++i) {
+  // Character references stay references ("&#" is written "&#38;#"); entity
+  // references are kept; % would start a parameter entity, " end the literal.
+  auto special = [&](size_t i) {
     char c = value[i];
-    if (c == '&' && i + 1 < value.size() && value[i + 1] == '#') {
-      out += "&#38;";
-    } else if (c == '%') {
-      out += "&#37;";
-    } else if (c == '"') {
-      out += "&#34;";
-    } else {
-      out += c;
-    }
-  }
-  return out + "\"";
+    return c == '%' || c == '"' || (c == '&' && i + 1 < value.size() && value[i + 1] == '#');
+  };
+  return "\"" + withReferences(value, special) + "\"";
 }
 
 std::string characterDataLiteral(const std::string& value) {
-  std::string out = "\"";
-  for (char c : value) {
-    switch (c) {
-      case '&':
-        out += "&#38;#38;";
-        break;
-      case '<':
-        out += "&#38;#60;";
-        break;
-      case '%':
-        out += "&#37;";
-        break;
-      case '"':
-        out += "&#34;";
-        break;
-      case '\r':
-        out += "&#38;#13;";
-        break;
-      default:
-        out += c;
-    }
-  }
-  return out + "\"";
+  // The replacement text is parsed again as content, so & < and CR first
+  // become character references, which the literal then keeps unexpanded.
+  return replacementLiteral(withReferences(
+      value, [&](size_t i) { return value[i] == '&' || value[i] == '<' || value[i] == '\r'; }));
 }
 
 std::string escaped(const std::string& value, bool inAttribute) {

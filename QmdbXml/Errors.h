@@ -1,6 +1,7 @@
 // The libxml2 error handlers of the calling thread while a load or save runs:
 // libxml2 reports everything through them, and nothing may be printed, so a
-// guard replaces them for its lifetime and restores the previous ones.
+// guard replaces them for its lifetime and restores the previous ones. Also the
+// process's entity loader, which keeps this library's parses off the network.
 #ifndef QMDB_QMDBXML_ERRORS_H
 #define QMDB_QMDBXML_ERRORS_H
 
@@ -25,7 +26,7 @@ class ErrorGuard {
 };
 
 /// Installs, once per process, the entity loader that keeps this library's
-/// parses local (see EntityLoader.cpp).
+/// parses local: no network, and other parsers' loads passed on unchanged.
 void installEntityLoader();
 /// The tag that marks a parser context as one of this library's.
 extern int gOwnParserTag;

@@ -256,21 +256,19 @@ class Saver {
   std::map<std::string, std::string> declarations_;  // entity name -> its declaration
 };
 
+Result failed(const std::string& message) {
+  Result result;
+  result.ok = false;
+  result.message = message;
+  return result;
+}
+
 Result saveTo(Qmdb& db, std::ostream& stream, const SaveOptions& options, long node,
               const std::string& name) {
-  Result result;
-  if (!db.isValid()) {
-    result.ok = false;
-    result.message = name + ": the database is not usable";
-    return result;
-  }
+  if (!db.isValid()) return failed(name + ": the database is not usable");
   Output out(stream);
   Saver saver(db, out, node == 1);
-  if (!saver.save(options, node)) {
-    result.ok = false;
-    result.message = name + ": " + saver.error();
-  }
-  return result;
+  return saver.save(options, node) ? Result() : failed(name + ": " + saver.error());
 }
 
 }  // namespace
@@ -284,18 +282,10 @@ Result saveStream(Qmdb& db, std::ostream& out, const SaveOptions& options, long 
 
 Result saveFile(Qmdb& db, const std::string& path, const SaveOptions& options, long node) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  Result result;
-  if (!file) {
-    result.ok = false;
-    result.message = path + ": cannot open for writing";
-    return result;
-  }
-  result = qmdbxml::saveTo(db, file, options, node, path);
+  if (!file) return qmdbxml::failed(path + ": cannot open for writing");
+  Result result = qmdbxml::saveTo(db, file, options, node, path);
   file.close();
-  if (result.ok && !file) {
-    result.ok = false;
-    result.message = path + ": cannot write";
-  }
+  if (result.ok && !file) result = qmdbxml::failed(path + ": cannot write");
   if (!result.ok) remove(path.c_str());
   return result;
 }

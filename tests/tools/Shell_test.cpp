@@ -65,7 +65,7 @@ TEST(Shell, LooksAround) {
       "tree #112/species\n"
       "find .../name\n"
       "indexes; lookup ids s1\n"
-      "cd .../group; cd #9999; cd #192/nothing\n"
+      "cd #9999; cd #192/nothing\n"
       "frob\n");
   EXPECT_EQ(run.out,
             "60\tnode\tguide\tMothBeetle\n"
@@ -82,7 +82,6 @@ TEST(Shell, LooksAround) {
   EXPECT_EQ(run.err,
             "cd: species/name finds 2 objects, not one\n"
             "lookup: no index named 'ids'\n"
-            "cd: .../group finds 2 objects, not one\n"
             "cd: #9999 is not an object of the database\n"
             "cd: #192/nothing finds nothing\n"
             "frob: unknown command ('help' lists the commands)\n");
@@ -111,7 +110,7 @@ TEST(Shell, EvaluatesXPath) {
       "xpath count(//species) + 1\n"
       "xpath //species[@id='s2']/name; xpath //@id; xpath string(//name)\n"
       "xpath //name[. = $n] --var n=Moth; xpath 1 div 0; xpath -0 = 0; xpath //a[\n"
-      "cd //species[ 2 ]; pwd; cd /guide/group[2]; pwd; cd //@id; cd //nothing\n"
+      "cd //species[ 2 ]; pwd; cd /guide/group[2]; pwd; cd //@id; cd //nothing; cd //a[\n"
       "find //species; find ../group\n"
       "rm //species[@id='s1']; rename kind /guide/*/species; tree /\n"
       "quit\nn\n");
@@ -135,6 +134,7 @@ TEST(Shell, EvaluatesXPath) {
             "xpath: expected an expression at the end at offset 4\n"
             "cd: //@id finds an attribute\n"
             "cd: //nothing finds nothing\n"
+            "cd: //a[: expected an expression at the end at offset 4\n"
             "find: nothing found; //species looks like XPath, which 'xpath' evaluates\n");
   EXPECT_EQ(run.status, 1);
 }
@@ -237,17 +237,6 @@ TEST(Shell, AsksBeforeLosingEdits) {
   EXPECT_EQ(guide.others(), "other.qmb ");
 }
 
-// The text with each run of digits replaced by "9".
-std::string digitsAsNine(const std::string& text) {
-  std::string result;
-  for (size_t i = 0; i < text.size(); ++i) {
-    bool digit = text[i] >= '0' && text[i] <= '9';
-    if (!digit) result += text[i];
-    if (digit && (i == 0 || text[i - 1] < '0' || text[i - 1] > '9')) result += '9';
-  }
-  return result;
-}
-
 TEST(Shell, ScriptsBailAndExitStatus) {
   GuideDir guide;
   Outcome run = tool(guide.dir, "shell guide.qmb -c 'pwd; frob; cd guide; pwd'");
@@ -269,9 +258,6 @@ TEST(Shell, ScriptsBailAndExitStatus) {
   EXPECT_EQ(run.out, "112\tnode\tgroup\tMothBeetle\n500\tnode\tgroup\t\n");
   EXPECT_EQ(run.status, 1);
 
-  EXPECT_EQ(tool(guide.dir, "shell guide.qmb other.qmb").status, 2);
-  EXPECT_EQ(tool(guide.dir, "shell guide.qmb --frob").status, 2);
-  EXPECT_EQ(tool(guide.dir, "shell guide.qmb -c").status, 2);
   writeText(guide.dir.file("junk.qmb"), "not a database");
   EXPECT_EQ(tool(guide.dir, "shell junk.qmb -c pwd").status, 1);
 
@@ -285,7 +271,7 @@ TEST(Shell, ScriptsBailAndExitStatus) {
   // The timer reports each command's time; help lists and explains the commands.
   // (".timer on" is timed itself, ".timer off" is not.)
   run = tool(guide.dir, "shell guide.qmb -c '.timer on; pwd; .timer off; pwd'");
-  EXPECT_EQ(digitsAsNine(run.out), "time 9.9 ms\n/\ntime 9.9 ms\n/\n");
+  EXPECT_EQ(withoutDigits(run.out), "time . ms\n/\ntime . ms\n/\n");
   run = tool(guide.dir, "shell -c 'help; help rm; mv --help'");
   EXPECT_NE(run.out.find("  set-attr NAME VALUE [TARGET]\n"), std::string::npos);
   EXPECT_NE(run.out.find("usage: rm TARGET [--keep] [--unwrap]\n\nDrops each"), std::string::npos);
@@ -364,9 +350,7 @@ TEST(Shell, EditsLinesAndKeepsHistoryOnATerminal) {
     ASSERT_TRUE(terminal.waitFor(listing, 3)) << terminal.shown();
     terminal.type("rename book\r");
     ASSERT_TRUE(terminal.waitFor("guide.qmb*:/book[1]> ")) << terminal.shown();
-    // Ctrl-D at the prompt asks about the edits. Typed while the terminal is
-    // still in line mode (before the editor takes it over) it would be read as
-    // an empty line, so give the editor a moment first.
+    // Ctrl-D asks about the edits; wait for the editor, or line mode reads an empty line.
     usleep(300 * 1000);
     terminal.type("\x04");
     ASSERT_TRUE(terminal.waitFor("(c)ancel: ")) << terminal.shown();

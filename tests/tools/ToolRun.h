@@ -8,6 +8,7 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -32,6 +33,13 @@ inline std::string asText(const std::vector<uint8_t>& bytes) {
 
 inline void writeText(const std::string& path, const std::string& text) {
   writeFile(path, std::vector<uint8_t>(text.begin(), text.end()));
+}
+
+// The text with its digits dropped (handles and timings vary from run to run).
+inline std::string withoutDigits(std::string text) {
+  text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }),
+             text.end());
+  return text;
 }
 
 // Runs a shell command line in the directory.

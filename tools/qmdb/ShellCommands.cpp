@@ -30,6 +30,11 @@ size_t handleLength(const std::string& target) {
   return handle && (end == target.size() || target[end] == '/') ? end : 0;
 }
 
+// An XPath failure as the shell reports it: the message, and where a syntax error is.
+std::string xpathFailure(const QmdbXPath::Result& result) {
+  return result.message + (result.offset >= 0 ? " at offset " + std::to_string(result.offset) : "");
+}
+
 // Every object that `target` names, in order; false (reported) when it names nothing.
 bool resolve(Shell& shell, Qmdb& db, const std::string& target, std::vector<long>& found) {
   found.clear();
@@ -39,10 +44,7 @@ bool resolve(Shell& shell, Qmdb& db, const std::string& target, std::vector<long
           found.push_back(node.attribute == 0 ? node.object : 0);
           return node.attribute == 0;
         });
-    if (!result) {
-      return shell.fail(target + ": " + result.message +
-                        (result.offset >= 0 ? " at offset " + std::to_string(result.offset) : ""));
-    }
+    if (!result) return shell.fail(target + ": " + xpathFailure(result));
     if (result.value.kind != QmdbXPath::Value::NodeSet)
       return shell.fail(target + " is no node-set");
     if (!found.empty() && found.back() == 0) return shell.fail(target + " finds an attribute");
@@ -248,9 +250,9 @@ bool runXPath(Shell& shell, const Words& args) {
     }
   }
   if (expression.empty()) return shell.fail("expects an expression");
-  std::string error;
-  return printXPath(*db, expression, shell.current(), variables, shell.out(), error) ||
-         shell.fail(error);
+  QmdbXPath::Result result =
+      printXPath(*db, expression, shell.current(), variables, XPathFormat::Lines, shell.out());
+  return result || shell.fail(xpathFailure(result));
 }
 
 bool runAttrs(Shell& shell, const Words& args) {

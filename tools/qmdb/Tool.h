@@ -17,7 +17,8 @@
 
 namespace QmdbXPath {
 struct Node;
-}
+struct Result;
+}  // namespace QmdbXPath
 
 namespace qmdbtool {
 
@@ -95,13 +96,18 @@ bool looksLikeXPath(const std::string& path);
 /// One line on an XPath node, as describeObject's: handle, kind, name ("-"
 /// for none) and a short text; an attribute is shown by its owner's handle.
 std::string describeNode(Qmdb& db, const QmdbXPath::Node& node);
-/// Writes the node-set (a describeNode line per node) or the value (as
-/// XPath's string() converts it) that `expression` gives from `context`. The nodes are written as
-/// they are found, never all held at once. False with `error` set ("MESSAGE at offset N") when it
-/// cannot be evaluated.
-bool printXPath(Qmdb& db, const std::string& expression, long context,
-                const std::map<std::string, std::string>& variables, std::ostream& out,
-                std::string& error);
+/// How printXPath writes a node: describeNode's line, a JSON object on a line,
+/// or XML (an attribute as name="value").
+enum class XPathFormat { Lines, Json, Xml };
+/// Writes the node-set or the value (as XPath's string() converts it; a JSON
+/// value in Json) that `expression` gives from `context`, with the variables
+/// bound to strings. The nodes are written as they are found, never all held
+/// at once. Gives the evaluation's result: on failure its message and the
+/// offset of a syntax error (-1 otherwise, also for a node that cannot be
+/// written as XML, "cannot write XML: ...").
+QmdbXPath::Result printXPath(Qmdb& db, const std::string& expression, long context,
+                             const std::map<std::string, std::string>& variables,
+                             XPathFormat format, std::ostream& out);
 /// Writes describeObject's line for each object of `objects`, in list order.
 void printObjects(Qmdb& db, QmdbList& objects, std::ostream& out);
 /// Writes the indented outline of `top` (1: the whole document), leaving out

@@ -53,7 +53,7 @@ const Command kCommands[] = {
      "declares every entity the document references; entities become references.\n"
      "A text that is not valid UTF-8 is an error naming its object.\n"
      "\n"
-     "  --encoding ENC    write in ENC (any name iconv knows; default UTF-8), with\n"
+     "  --encoding ENC   write in ENC (any name iconv knows; default UTF-8), with\n"
      "                   character references for what ENC cannot hold\n"
      "  --node H         write only the object H and what is below it\n"
      "  --no-declaration leave out the <?xml ...?> declaration"},
