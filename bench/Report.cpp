@@ -126,11 +126,14 @@ void target(std::ostream& out, const std::string& what, double measured, double 
 
 }  // namespace
 
+const char* sizeTitle(const std::string& size) {
+  return size == "huge" ? "Huge" : size == "large" ? "Large" : "Small";
+}
+
 std::string renderSection(const SizeResults& r, long otherRssKb) {
   std::ostringstream out;
   out << beginMarker(r.size) << "\n";
-  const char* title = r.size == "huge" ? "Huge" : r.size == "large" ? "Large" : "Small";
-  out << "## " << title << ": " << format("%.1f", r.xmlMegabytes) << " MB of XML\n\n";
+  out << "## " << sizeTitle(r.size) << ": " << format("%.1f", r.xmlMegabytes) << " MB of XML\n\n";
   out << "- machine: " << r.machine << "\n- date: " << r.date << "\n";
   out << "- load average when the run started (1, 5, 15 min): " << r.load
       << " (other work on the machine makes times noisier)\n";

@@ -36,6 +36,9 @@ struct SizeResults {
   std::vector<PeerResult> peers;  ///< Qmdb first
 };
 
+/// The heading word of a size ("small", "large" or "huge"): "Small", "Large", "Huge".
+const char* sizeTitle(const std::string& size);
+
 /// The Markdown section for one size. `otherRssKb` is Qmdb's cold-walk RSS at
 /// the other size (0: unknown), for the memory target.
 std::string renderSection(const SizeResults& results, long otherRssKb);

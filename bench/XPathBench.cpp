@@ -18,6 +18,7 @@
 
 #include "ColdWalk.h"
 #include "Measure.h"
+#include "Report.h"
 
 namespace bench {
 namespace {
@@ -163,11 +164,7 @@ bool runXPathWorkloads(const RunOptions& o, const std::string& xmlPath,
   bool agree = true;
   std::ostringstream table;
   bool gaveUp = false;
-  table << "## "
-        << (o.size == "huge"    ? "Huge"
-            : o.size == "large" ? "Large"
-                                : "Small")
-        << " (" << nowUtc() << ")\n\n"
+  table << "## " << sizeTitle(o.size) << " (" << nowUtc() << ")\n\n"
         << "- machine: " << machineDescription() << "; load average (1, 5, 15 min) "
         << loadAverage() << "; best of " << o.repeat << "\n\n"
         << "| query | Qmdb | libxml2 | pugixml | nodes |\n|---|---:|---:|---:|---:|\n";

@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstdint>
+#include <random>
 
 #include <Qmdb/QmdbXPath>
 
@@ -16,40 +17,33 @@
 namespace qmdb::test {
 namespace {
 
-// A small deterministic generator, so that a failure can be replayed.
-class Random {
- public:
-  explicit Random(uint32_t seed) : state_(seed) {}
-  uint32_t below(uint32_t n) {
-    state_ = state_ * 1664525u + 1013904223u;
-    return (state_ >> 8) % n;
-  }
-
- private:
-  uint32_t state_;
-};
+// The standard's fully specified generator, so that a failure can be replayed.
+using Random = std::minstd_rand;
+uint32_t below(Random& rnd, uint32_t n) {
+  return static_cast<uint32_t>(rnd() % n);
+}
 
 const char* const kNames[] = {"item", "name", "group", "note", "a", "b"};
 const char* const kWords[] = {"alpha", " beta ", "12", "3.5", "gamma delta", "-7", "x"};
 
 void element(Random& rnd, std::string& out, int depth, int& counter) {
-  const char* name = kNames[rnd.below(6)];
+  const char* name = kNames[below(rnd, 6)];
   out += "<" + std::string(name) + " id='i" + std::to_string(counter++) + "'";
-  if (rnd.below(2) == 0)
-    out += " type='" + std::string(1, static_cast<char>('x' + rnd.below(3))) + "'";
-  if (rnd.below(3) == 0) out += " n='" + std::to_string(rnd.below(20)) + "'";
+  if (below(rnd, 2) == 0)
+    out += " type='" + std::string(1, static_cast<char>('x' + below(rnd, 3))) + "'";
+  if (below(rnd, 3) == 0) out += " n='" + std::to_string(below(rnd, 20)) + "'";
   out += ">";
-  int children = depth > 4 ? 0 : static_cast<int>(rnd.below(5));
+  int children = depth > 4 ? 0 : static_cast<int>(below(rnd, 5));
   for (int i = 0; i < children; ++i) {
-    switch (rnd.below(8)) {
+    switch (below(rnd, 8)) {
       case 0:
-        out += kWords[rnd.below(7)];
+        out += kWords[below(rnd, 7)];
         break;
       case 1:
-        out += "<!--c" + std::to_string(rnd.below(5)) + "-->";
+        out += "<!--c" + std::to_string(below(rnd, 5)) + "-->";
         break;
       case 2:
-        out += "<?p" + std::to_string(rnd.below(2)) + " d?>";
+        out += "<?p" + std::to_string(below(rnd, 2)) + " d?>";
         break;
       case 3:
         out += "\n  ";
